@@ -1,0 +1,36 @@
+# The two commands of the README, plus the benchmark.
+#   make demo   installs what is missing, builds (Release) and runs the demo program
+#   make test   installs what is missing, builds with ASan+UBSan and runs every test
+#   make bench  builds the benchmarks in Release and runs them
+JOBS ?= $(shell nproc 2>/dev/null || echo 2)
+CMAKE_GEN := -G Ninja
+
+.PHONY: all setup demo test bench release clean
+
+all: demo
+
+setup:
+	@scripts/setup
+
+build/release/build.ninja: | setup
+	cmake -S . -B build/release $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Release -DORVCORE_BUILD_TESTS=OFF
+
+release: build/release/build.ninja
+	cmake --build build/release -j $(JOBS)
+
+demo: setup build/release/build.ninja
+	cmake --build build/release -j $(JOBS) --target orvtree
+	build/release/apps/orvtree/orvtree
+
+test: setup
+	cmake -S . -B build/test $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DORVCORE_SANITIZE=ON \
+	  -DORVCORE_BUILD_BENCH=OFF -DCMAKE_CXX_FLAGS_DEBUG="-g -O1"
+	cmake --build build/test -j $(JOBS)
+	ctest --test-dir build/test --output-on-failure -j $(JOBS)
+
+bench: setup build/release/build.ninja
+	cmake --build build/release -j $(JOBS) --target orvcore_bench
+	build/release/bench/orvcore_bench --benchmark_repetitions=5 --benchmark_report_aggregates_only=true
+
+clean:
+	rm -rf build

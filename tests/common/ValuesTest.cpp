@@ -1,0 +1,121 @@
+#include <orvcommon/ElementId.h>
+#include <orvcommon/Logger.h>
+#include <orvcommon/TypedArray.h>
+#include <orvcommon/TypedBuffer.h>
+#include <orvcommon/ValueRange.h>
+
+#include <cmath>
+#include <unordered_set>
+
+#include <gtest/gtest.h>
+
+#include "LogCapture.h"
+
+using namespace orvcore;
+
+TEST(TypedBuffer, VectorWritesAndRangeChecks)
+{
+    Float32Buffer buffer(6);
+    EXPECT_EQ(buffer.GetCount(), 6u);
+    EXPECT_EQ(buffer.GetByteSize(), 24u);
+    EXPECT_TRUE(buffer.SetValue(3, glm::vec3(1, 2, 3)));
+    EXPECT_EQ(buffer.Get(3), 1.0f);
+    EXPECT_EQ(buffer.Get(5), 3.0f);
+    buffer.Get(0) = 9.0f; // writable reference
+    EXPECT_EQ(buffer.GetVec3(0), glm::vec3(9, 0, 0));
+
+    orvtest::LogCapture log;
+    EXPECT_FALSE(buffer.SetValue(4, glm::vec3(1.0f)));      // would run past the end
+    EXPECT_FALSE(buffer.SetValue(6, 1.0f));
+    EXPECT_EQ(buffer.GetVec3(5), glm::vec3(0.0f));
+    EXPECT_EQ(buffer.Get(5), 3.0f); // untouched
+    EXPECT_EQ(log.warnings.size(), 3u);
+    EXPECT_EQ(log.warnings[0], "Index is out of range!");
+
+    Float32Buffer grown;
+    grown.Reserve(6);
+    grown.Push(glm::vec3(1, 2, 3));
+    grown.Push(4.0f);
+    EXPECT_EQ(grown.GetCount(), 4u);
+
+    Uint32Buffer indices{0, 1, 2};
+    EXPECT_EQ(indices.GetCount(), 3u);
+    EXPECT_TRUE(indices.SetValue(2, 7u));
+    EXPECT_EQ(indices[2], 7u);
+}
+
+TEST(TypedArray, ViewsShareStorage)
+{
+    Float32Buffer buffer(6);
+    Float32Array view(buffer);
+    EXPECT_EQ(view.GetCount(), 6u);
+    EXPECT_TRUE(view.SetVec3(3, glm::vec3(4, 5, 6)));
+    EXPECT_EQ(buffer.GetVec3(3), glm::vec3(4, 5, 6));
+
+    Vec3fArray points(reinterpret_cast<glm::vec3*>(buffer.GetData()), 2);
+    EXPECT_EQ(points[1], glm::vec3(4, 5, 6));
+    points[0] = glm::vec3(1.0f);
+    EXPECT_EQ(buffer.Get(2), 1.0f);
+
+    orvtest::LogCapture log;
+    EXPECT_FALSE(view.SetVec3(4, glm::vec3(0.0f)));
+    EXPECT_EQ(log.warnings, std::vector<std::string>{"Index is out of range!"});
+
+    uint16_t raw[3] = {1, 2, 3};
+    Uint16Array small(raw, 3);
+    unsigned sum = 0;
+    for (uint16_t v : small)
+        sum += v;
+    EXPECT_EQ(sum, 6u);
+}
+
+TEST(ValueRange, InclusiveBoundsAndRejection)
+{
+    ValueRange unbounded(2.5);
+    EXPECT_TRUE(unbounded.SetValue(-1e300));
+    EXPECT_FALSE(unbounded.SetValue(NAN));
+
+    ValueRange r(0.5, -1.0, 1.0);
+    EXPECT_TRUE(r.SetValue(1.0)); // inclusive
+    EXPECT_TRUE(r.SetValue(-1.0));
+    EXPECT_FALSE(r.SetValue(1.0000001));
+    EXPECT_EQ(r.GetValue(), -1.0); // old value kept
+    EXPECT_FALSE(r.SetValue(NAN));
+    EXPECT_EQ(double(r), -1.0);
+
+    orvtest::LogCapture log;
+    ValueRange swapped(5.0, 3.0, -3.0);
+    EXPECT_EQ(swapped.GetMinimum(), -3.0);
+    EXPECT_EQ(swapped.GetMaximum(), 3.0);
+    EXPECT_EQ(swapped.GetValue(), 3.0); // clamped
+    EXPECT_EQ(log.warnings, (std::vector<std::string>{"Range bounds are reversed!", "Value is out of range!"}));
+}
+
+TEST(ElementId, ValueSemanticsAndHash)
+{
+    EXPECT_FALSE(ElementId().IsValid());
+    EXPECT_EQ(ElementId(42), ElementId(42));
+    EXPECT_NE(ElementId(42), ElementId(43));
+    std::unordered_set<ElementId> ids{ElementId(1), ElementId(2), ElementId(1)};
+    EXPECT_EQ(ids.size(), 2u);
+}
+
+TEST(Logger, LevelsAndSinks)
+{
+    std::vector<std::pair<EnumLogLevel, std::string>> records;
+    Logger::Instance().SetSink([&](EnumLogLevel l, const std::string& t) { records.emplace_back(l, t); });
+    Logger::Instance().Waring("Node is null!");
+    Logger::Instance().Error("bad");
+    Logger::Instance().Debug("dropped at the default level");
+    Logger::Instance().SetLevel(EnumLogLevel::Error);
+    Logger::Instance().Waring("dropped");
+    Logger::Instance().SetLevel(EnumLogLevel::Info);
+    Logger::Instance().SetSink(nullptr); // silenced
+    Logger::Instance().Waring("nobody hears this");
+    Logger::Instance().ResetSink();
+
+    ASSERT_EQ(records.size(), 2u);
+    EXPECT_EQ(records[0].first, EnumLogLevel::Warning);
+    EXPECT_EQ(records[0].second, "Node is null!");
+    EXPECT_EQ(records[1].first, EnumLogLevel::Error);
+}

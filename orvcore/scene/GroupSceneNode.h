@@ -1,0 +1,69 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <orvcore/scene/SceneNode.h>
+#include <orvcore/scene/SceneNodeIterator.h>
+
+namespace orvcore {
+
+/// A node that owns children, keyed by their id. Its local box is always
+/// derived from the children at `UpdateTransform`.
+///
+/// Children are iterated in the hash map's own order everywhere; no other
+/// order is promised.
+class GroupSceneNode : public SceneNode {
+public:
+    GroupSceneNode();
+
+    std::shared_ptr<SceneNode> Clone() const override;
+    /// Updates every child (dirty or not) and rebuilds the local box as the
+    /// merge of the children's boxes in this group's coordinates, invisible
+    /// children included.
+    void UpdateTransform(const glm::mat4& parentWorld) override;
+    void Accept(SceneVisitor& visitor) override;
+    /// Collects the visible children (their subtrees decide for themselves).
+    void CollectRenderables(RenderContext& context) const override;
+
+    /// Adopts a node. Logs "SceneNode is null!" for an empty pointer and
+    /// "The node already has parent!" for a node that has a parent; a node
+    /// already present is ignored silently. Adding the group to itself or
+    /// to one of its descendants logs a warning and is refused.
+    void AddNode(const std::shared_ptr<SceneNode>& node);
+    /// Drops the child with this id. The child's parent link is left as it
+    /// was: call `SetParent(nullptr)` before adding it elsewhere.
+    bool RemoveNode(uint64_t id);
+    /// Direct child by id (constant time), or empty.
+    std::shared_ptr<SceneNode> FindNode(uint64_t id) const;
+    /// First direct child with this user id, in map order (linear), or empty.
+    std::shared_ptr<SceneNode> FindNodeByUserId(uint64_t userId) const;
+
+    uint32_t GetCount() const { return static_cast<uint32_t>(m_Children.size()); }
+    const SceneNodeMap& GetChildren() const { return m_Children; }
+    std::shared_ptr<SceneNodeIterator> CreateIterator() const;
+
+    /// Sends a visitor to every child (`Accept`), whatever their flags.
+    void Apply(SceneVisitor& visitor) const;
+
+    static GroupSceneNode* Cast(SceneNode* node);
+    static const GroupSceneNode* Cast(const SceneNode* node);
+
+protected:
+    /// Clones every child of `other` into this group, then copies the base
+    /// properties. Used by `Clone` of groups and of kinds derived from them.
+    void CopyPropertiesFrom(const GroupSceneNode& other);
+
+private:
+    void InvalidateOrder() { m_OrderValid = false; }
+
+    SceneNodeMap m_Children;
+    // The children again, as raw pointers in the map's order: the world update
+    // walks this array so it can prefetch the nodes ahead instead of chasing
+    // the map's list. Rebuilt on the first update after a change.
+    std::vector<SceneNode*> m_Order;
+    bool m_OrderValid = true;
+};
+
+} // namespace orvcore

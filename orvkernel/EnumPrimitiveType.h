@@ -14,6 +14,7 @@ enum EnumPrimitiveType : uint32_t {
     PRIMITIVE_TRIANGLES = 4,
     PRIMITIVE_TRIANGLE_STRIP = 5,
     PRIMITIVE_TRIANGLE_FAN = 6,
+    PRIMITIVE_UNDEFINED = 0xff, ///< no geometry: drawn and picked as nothing
 };
 
 inline bool IsPointPrimitive(uint32_t type) { return type == PRIMITIVE_POINTS; }

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include <glm/vec3.hpp>
+
+#include <orvcommon/Ray.h>
+#include <orvkernel/BufferGeometry.h>
+#include <orvkernel/Bvh.h>
+#include <orvkernel/IntersectPoint.h>
+
+namespace orvcore {
+
+/// Nearest-point search over the elements of one geometry, with a
+/// bounding-volume hierarchy cached between queries. Owned by a
+/// `PrimitiveShape`; see there for the query's meaning.
+///
+/// The cache remembers which position and index attributes (and versions)
+/// it was built from: a change of positions alone refits the boxes, any
+/// other change rebuilds.
+class PrimitiveSearch {
+public:
+    /// Nearest element through the hierarchy (built or refreshed as needed).
+    IntersectPoint Query(const BufferGeometry& geometry, const Ray& ray);
+    /// Nearest element by visiting every element: the reference answer.
+    static IntersectPoint QueryBruteForce(const BufferGeometry& geometry, const Ray& ray);
+
+    const Bvh& GetTree() const { return m_Tree; }
+    /// Number of full builds so far (refits not counted).
+    uint32_t GetBuildCount() const { return m_Builds; }
+    uint32_t GetRefitCount() const { return m_Refits; }
+
+private:
+    void Refresh(const BufferGeometry& geometry);
+
+    Bvh m_Tree;
+    // Point and segment vertices copied in the tree's leaf order, so that a
+    // leaf's vertices share cache lines instead of being gathered through
+    // the index (1 vertex per point, 2 per segment).
+    std::vector<glm::vec3> m_LeafVertices;
+    // Weak references identify the attributes by ownership, not by address.
+    std::weak_ptr<BufferAttribute> m_Positions;
+    uint32_t m_PositionsVersion = 0;
+    std::weak_ptr<ElementAttribute> m_Index;
+    uint32_t m_IndexVersion = 0;
+    uint32_t m_Type = 0xffffffffu;
+    std::size_t m_ElementCount = 0;
+    std::size_t m_VertexCount = 0;
+    bool m_Valid = false;
+    uint32_t m_Builds = 0;
+    uint32_t m_Refits = 0;
+};
+
+} // namespace orvcore

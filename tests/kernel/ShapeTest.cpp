@@ -1,0 +1,299 @@
+#include <orvkernel/Bvh.h>
+#include <orvkernel/CompoundShape.h>
+#include <orvkernel/PrimitiveSearch.h>
+#include <orvkernel/PrimitiveShape.h>
+
+#include <random>
+
+#include <glm/geometric.hpp>
+#include <gtest/gtest.h>
+
+#include "LogCapture.h"
+
+using namespace orvcore;
+
+namespace {
+
+std::shared_ptr<BufferGeometry> MakeGeometry(EnumPrimitiveType type, const std::vector<glm::vec3>& points,
+                                             const std::vector<uint32_t>& index = {})
+{
+    auto g = std::make_shared<BufferGeometry>(type);
+    g->SetAttribute(ATTRIBUTE_POSITION, std::make_shared<BufferAttribute>(&points[0].x, points.size() * 3, 3));
+    if (!index.empty())
+        g->SetIndex(std::make_shared<ElementAttribute>(index));
+    g->ComputeBoundingBox();
+    return g;
+}
+
+std::vector<glm::vec3> RandomPoints(std::mt19937& rng, std::size_t n, float spread)
+{
+    std::uniform_real_distribution<float> u(-spread, spread);
+    std::vector<glm::vec3> pts(n);
+    for (auto& p : pts)
+        p = glm::vec3(u(rng), u(rng), u(rng) * 0.3f);
+    return pts;
+}
+
+// A wavy height-field mesh: a realistic, connected surface.
+std::vector<glm::vec3> Grid(int n, std::vector<uint32_t>& index)
+{
+    std::vector<glm::vec3> pts;
+    for (int j = 0; j <= n; ++j)
+        for (int i = 0; i <= n; ++i)
+            pts.emplace_back(float(i), float(j), std::sin(float(i) * 0.3f) * std::cos(float(j) * 0.2f) * 3.0f);
+    for (int j = 0; j < n; ++j)
+        for (int i = 0; i < n; ++i) {
+            const uint32_t a = uint32_t(j * (n + 1) + i), b = a + 1, c = a + uint32_t(n + 1), d = c + 1;
+            index.insert(index.end(), {a, b, d, a, d, c});
+        }
+    return pts;
+}
+
+Ray RandomRay(std::mt19937& rng, const glm::vec3& lo, const glm::vec3& hi)
+{
+    std::uniform_real_distribution<float> u(0.0f, 1.0f);
+    const glm::vec3 target = lo + (hi - lo) * glm::vec3(u(rng), u(rng), u(rng));
+    const glm::vec3 origin = target + glm::vec3(u(rng) - 0.5f, u(rng) - 0.5f, u(rng) + 0.2f) * 40.0f;
+    return Ray(origin, target - origin);
+}
+
+void ExpectSameAnswer(const IntersectPoint& fast, const IntersectPoint& slow, int ray)
+{
+    ASSERT_EQ(fast.GetPrimitiveIndex(), slow.GetPrimitiveIndex()) << "ray " << ray;
+    EXPECT_EQ(fast.GetShapeFilter(), slow.GetShapeFilter());
+    EXPECT_FLOAT_EQ(fast.GetDistance(), slow.GetDistance()) << "ray " << ray;
+    EXPECT_EQ(fast.GetLocalPosition(), slow.GetLocalPosition()) << "ray " << ray;
+}
+
+void CompareOnRandomRays(const PrimitiveShape& shape, std::mt19937& rng, int rays, int minHits)
+{
+    const AxisAlignedBox box = shape.GetGeometry()->GetSafeBoudingBox();
+    int hits = 0;
+    for (int r = 0; r < rays; ++r) {
+        const Ray ray = RandomRay(rng, box.getMinimum(), box.getMaximum());
+        const IntersectPoint fast = shape.ComputeNearestPoint(ray);
+        ExpectSameAnswer(fast, shape.ComputeNearestPointBruteForce(ray), r);
+        hits += fast.IsHit();
+    }
+    EXPECT_GE(hits, minHits); // the comparison must not be all misses
+}
+
+} // namespace
+
+TEST(PrimitiveShape, TreeAgreesWithScanForEveryTriangleKind)
+{
+    std::mt19937 rng(1);
+    std::vector<uint32_t> index;
+    const auto pts = Grid(40, index); // 3200 triangles
+    PrimitiveShape indexed(MakeGeometry(PRIMITIVE_TRIANGLES, pts, index), nullptr);
+    CompareOnRandomRays(indexed, rng, 2000, 1000);
+
+    std::vector<glm::vec3> soup; // the same mesh without an index
+    for (uint32_t i : index)
+        soup.push_back(pts[i]);
+    PrimitiveShape flat(MakeGeometry(PRIMITIVE_TRIANGLES, soup), nullptr);
+    CompareOnRandomRays(flat, rng, 1000, 500);
+
+    // A strip along one row of the grid and a fan around a centre.
+    std::vector<uint32_t> strip;
+    for (int i = 0; i <= 40; ++i)
+        strip.insert(strip.end(), {uint32_t(i), uint32_t(i + 41)});
+    for (int row = 1; row < 20; ++row) // long strip: 40 rows zig-zag
+        for (int i = 0; i <= 40; ++i)
+            strip.insert(strip.end(), {uint32_t(row * 41 + i), uint32_t((row + 1) * 41 + i)});
+    PrimitiveShape stripShape(MakeGeometry(PRIMITIVE_TRIANGLE_STRIP, pts, strip), nullptr);
+    CompareOnRandomRays(stripShape, rng, 1000, 300);
+
+    std::vector<glm::vec3> fan{glm::vec3(0.0f)};
+    for (int i = 0; i <= 600; ++i) {
+        const float a = float(i) * 0.0105f;
+        fan.emplace_back(std::cos(a) * 10.0f, std::sin(a) * 10.0f, std::sin(a * 7.0f));
+    }
+    PrimitiveShape fanShape(MakeGeometry(PRIMITIVE_TRIANGLE_FAN, fan), nullptr);
+    CompareOnRandomRays(fanShape, rng, 1000, 200);
+}
+
+TEST(PrimitiveShape, TreeAgreesWithScanForPointsAndSegments)
+{
+    std::mt19937 rng(2);
+    const auto cloud = RandomPoints(rng, 5000, 50.0f);
+    PrimitiveShape points(MakeGeometry(PRIMITIVE_POINTS, cloud), nullptr);
+    CompareOnRandomRays(points, rng, 1000, 1000);
+
+    std::vector<uint32_t> picks;
+    for (uint32_t i = 0; i < 3000; ++i)
+        picks.push_back((i * 7919u) % 5000u);
+    PrimitiveShape indexedPoints(MakeGeometry(PRIMITIVE_POINTS, cloud, picks), nullptr);
+    CompareOnRandomRays(indexedPoints, rng, 500, 500);
+
+    PrimitiveShape lines(MakeGeometry(PRIMITIVE_LINES, cloud), nullptr);
+    CompareOnRandomRays(lines, rng, 1000, 1000);
+    const auto path = RandomPoints(rng, 1200, 20.0f);
+    PrimitiveShape strip(MakeGeometry(PRIMITIVE_LINE_STRIP, path), nullptr);
+    CompareOnRandomRays(strip, rng, 500, 500);
+    PrimitiveShape loop(MakeGeometry(PRIMITIVE_LINE_LOOP, path), nullptr);
+    CompareOnRandomRays(loop, rng, 500, 500);
+    PrimitiveShape indexedLines(MakeGeometry(PRIMITIVE_LINES, cloud, picks), nullptr);
+    CompareOnRandomRays(indexedLines, rng, 500, 500);
+}
+
+TEST(PrimitiveShape, HandWorkedAnswers)
+{
+    // One triangle in the plane z = 0, ray from above: hit at t = 10 on either face.
+    PrimitiveShape tri(MakeGeometry(PRIMITIVE_TRIANGLES, {{0, 0, 0}, {4, 0, 0}, {0, 4, 0}}), nullptr);
+    IntersectPoint hit = tri.ComputeNearestPoint(Ray(glm::vec3(1, 1, 10), glm::vec3(0, 0, -1)));
+    EXPECT_EQ(hit.GetPrimitiveIndex(), 0);
+    EXPECT_EQ(hit.GetShapeFilter(), SHAPE_FILTER_FACE);
+    EXPECT_FLOAT_EQ(hit.GetDistance(), 10.0f);
+    EXPECT_EQ(hit.GetLocalPosition(), glm::vec3(1, 1, 0));
+    EXPECT_TRUE(tri.ComputeNearestPoint(Ray(glm::vec3(1, 1, -10), glm::vec3(0, 0, 1))).IsHit()); // back face
+    EXPECT_FALSE(tri.ComputeNearestPoint(Ray(glm::vec3(3, 3, 10), glm::vec3(0, 0, -1))).IsHit()); // outside
+    EXPECT_FALSE(tri.ComputeNearestPoint(Ray(glm::vec3(1, 1, 10), glm::vec3(0, 0, 1))).IsHit());  // behind
+
+    // Points: the nearest to the ray wins; points behind the origin never do.
+    PrimitiveShape pts(MakeGeometry(PRIMITIVE_POINTS, {{0, 0, 20}, {0.5f, 0, -5}, {0, 0.2f, -9}}), nullptr);
+    IntersectPoint p = pts.ComputeNearestPoint(Ray(glm::vec3(0.0f), glm::vec3(0, 0, -1)));
+    EXPECT_EQ(p.GetPrimitiveIndex(), 2);
+    EXPECT_EQ(p.GetShapeFilter(), SHAPE_FILTER_VERTEX);
+    EXPECT_FLOAT_EQ(p.GetDistance(), 9.0f);
+    EXPECT_EQ(p.GetLocalPosition(), glm::vec3(0, 0.2f, -9));
+    // Equal perpendicular distance: the smaller ray parameter wins.
+    PrimitiveShape tie(MakeGeometry(PRIMITIVE_POINTS, {{1, 0, -8}, {0, 1, -3}}), nullptr);
+    EXPECT_EQ(tie.ComputeNearestPoint(Ray(glm::vec3(0.0f), glm::vec3(0, 0, -1))).GetPrimitiveIndex(), 1);
+
+    // Segments of a loop: the closing segment counts.
+    PrimitiveShape loop(MakeGeometry(PRIMITIVE_LINE_LOOP, {{0, 0, -5}, {4, 0, -5}, {4, 4, -5}}), nullptr);
+    IntersectPoint e = loop.ComputeNearestPoint(Ray(glm::vec3(1, 1.2f, 0), glm::vec3(0, 0, -1)));
+    EXPECT_EQ(e.GetPrimitiveIndex(), 2); // from (4,4) back to (0,0)
+    EXPECT_EQ(e.GetShapeFilter(), SHAPE_FILTER_EDGE);
+    EXPECT_NEAR(e.GetDistance(), 5.0f, 1e-5f);
+}
+
+TEST(PrimitiveShape, TreeFollowsPositionAndIndexChanges)
+{
+    std::mt19937 rng(3);
+    auto geometry = MakeGeometry(PRIMITIVE_POINTS, RandomPoints(rng, 2000, 10.0f));
+    PrimitiveShape shape(geometry, nullptr);
+    const Ray down(glm::vec3(100, 100, 50), glm::vec3(0, 0, -1));
+    const IntersectPoint before = shape.ComputeNearestPoint(down);
+    EXPECT_NE(before.GetPrimitiveIndex(), 77);
+
+    // Move one point under the ray: the next query sees it (refit, not rebuild).
+    geometry->GetPositions()->SetVec3(77, glm::vec3(100, 100, 0));
+    IntersectPoint after = shape.ComputeNearestPoint(down);
+    EXPECT_EQ(after.GetPrimitiveIndex(), 77);
+    EXPECT_FLOAT_EQ(after.GetDistance(), 50.0f);
+
+    // Writes through a view count once the version is raised.
+    Float32Array view = geometry->GetPositions()->GetFloatArray();
+    view.SetVec3(3 * 5, glm::vec3(100, 100, 10));
+    geometry->GetPositions()->RaiseVersion();
+    EXPECT_EQ(shape.ComputeNearestPoint(down).GetPrimitiveIndex(), 5);
+
+    // A new index list rebuilds.
+    std::vector<uint32_t> index(400);
+    for (uint32_t i = 0; i < 400; ++i)
+        index[i] = i + 100;
+    geometry->SetIndex(std::make_shared<ElementAttribute>(index));
+    const IntersectPoint indexed = shape.ComputeNearestPoint(down);
+    EXPECT_EQ(indexed.GetPrimitiveIndex(), shape.ComputeNearestPointBruteForce(down).GetPrimitiveIndex());
+    EXPECT_GE(indexed.GetPrimitiveIndex(), 0);
+}
+
+TEST(PrimitiveShape, BadGeometryIsIgnoredNotFatal)
+{
+    // Index past the vertex count and a non-finite vertex: those elements are skipped.
+    std::vector<glm::vec3> pts{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {NAN, 0, 0}};
+    std::vector<uint32_t> index;
+    for (int i = 0; i < 300; ++i)
+        index.insert(index.end(), {0u, 1u, 2u, 0u, 9u, 2u, 3u, 1u, 2u});
+    PrimitiveShape shape(MakeGeometry(PRIMITIVE_TRIANGLES, pts, index), nullptr);
+    const Ray ray(glm::vec3(0.2f, 0.2f, 5), glm::vec3(0, 0, -1));
+    const IntersectPoint hit = shape.ComputeNearestPoint(ray);
+    EXPECT_EQ(hit.GetPrimitiveIndex(), 0);
+    EXPECT_EQ(shape.ComputeNearestPointBruteForce(ray).GetPrimitiveIndex(), 0);
+
+    PrimitiveShape empty;
+    EXPECT_FALSE(empty.ComputeNearestPoint(ray).IsHit());
+    EXPECT_EQ(empty.GetPrimitiveType(), uint32_t(PRIMITIVE_UNDEFINED));
+    EXPECT_TRUE(empty.GetBoundingBox().isNull());
+    PrimitiveShape noPositions(std::make_shared<BufferGeometry>(PRIMITIVE_TRIANGLES), nullptr);
+    EXPECT_FALSE(noPositions.ComputeNearestPoint(ray).IsHit());
+}
+
+TEST(Bvh, StructureInvariants)
+{
+    std::mt19937 rng(4);
+    auto pts = RandomPoints(rng, 10000, 100.0f);
+    pts.insert(pts.end(), 500, glm::vec3(1, 2, 3)); // coincident points still split
+    Bvh tree;
+    tree.Build(uint32_t(pts.size()), [&](uint32_t i, glm::vec3& lo, glm::vec3& hi) {
+        lo = hi = pts[i];
+        return true;
+    }, 8);
+    const auto& nodes = tree.GetNodes();
+    std::vector<int> seen(pts.size(), 0);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(nodes.data()) % 64, 0u); // sibling pairs share a cache line
+    for (std::size_t n = 0; n < nodes.size(); ++n) {
+        if (n == 1)
+            continue; // unused slot
+        const Bvh::Node& node = nodes[n];
+        if (node.IsLeaf()) {
+            EXPECT_LE(node.count, 8u);
+            for (uint32_t k = 0; k < node.count; ++k) {
+                const glm::vec3& p = pts[tree.GetPrimitiveIndices()[node.first + k]];
+                EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(p));
+                ++seen[tree.GetPrimitiveIndices()[node.first + k]];
+            }
+        } else {
+            ASSERT_GT(node.first, n); // children after parents
+            EXPECT_EQ(node.first % 2, 0u);
+            for (uint32_t c : {node.first, node.first + 1}) {
+                EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].min));
+                EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].max));
+            }
+        }
+    }
+    for (int s : seen)
+        ASSERT_EQ(s, 1); // every primitive in exactly one leaf
+    EXPECT_LT(tree.GetDepth(), 40u);
+}
+
+TEST(CompoundShape, MembersBoxAndDeepClone)
+{
+    auto a = std::make_shared<PrimitiveShape>(MakeGeometry(PRIMITIVE_POINTS, {{0, 0, 0}, {1, 1, 1}}),
+                                              MaterialInstance::Create("m"));
+    auto b = std::make_shared<PrimitiveShape>(MakeGeometry(PRIMITIVE_LINES, {{-2, 0, 0}, {0, 0, 5}}), nullptr);
+    CompoundShape compound({a, b});
+    EXPECT_EQ(compound.GetBoundingBox(), AxisAlignedBox(glm::vec3(-2, 0, 0), glm::vec3(1, 1, 5)));
+    EXPECT_EQ(compound.GetPrimitive(1), b);
+
+    orvtest::LogCapture log;
+    EXPECT_FALSE(compound.GetPrimitive(2));
+    compound.AddPrimitive(nullptr);
+    EXPECT_EQ(compound.GetCount(), 2u);
+    EXPECT_EQ(log.warnings, (std::vector<std::string>{"Index is out of range!", "PrimitiveShape is null!"}));
+
+    auto copy = compound.Clone();
+    ASSERT_EQ(copy->GetCount(), 2u);
+    EXPECT_NE(copy->GetPrimitive(0), a);
+    EXPECT_NE(copy->GetPrimitive(0)->GetGeometry(), a->GetGeometry());
+    EXPECT_EQ(copy->GetPrimitive(0)->GetMaterial(), a->GetMaterial()); // materials are shared
+    a->GetGeometry()->GetPositions()->SetVec3(0, glm::vec3(9.0f));
+    EXPECT_EQ(copy->GetPrimitive(0)->GetPositions()->GetVec3(0), glm::vec3(0.0f));
+}
+
+TEST(PrimitiveShape, NewAttributesAreNoticedEvenAtTheSameVersion)
+{
+    std::mt19937 rng(5);
+    auto geometry = MakeGeometry(PRIMITIVE_POINTS, RandomPoints(rng, 1000, 10.0f));
+    PrimitiveShape shape(geometry, nullptr);
+    const Ray down(glm::vec3(50, 50, 20), glm::vec3(0, 0, -1));
+    EXPECT_GT(shape.ComputeNearestPoint(down).GetLocalPosition().z, -20.0f); // builds the tree
+
+    // Replace the positions by a fresh attribute with version 0, like the old one had.
+    auto moved = RandomPoints(rng, 1000, 10.0f);
+    moved[321] = glm::vec3(50, 50, 0);
+    geometry->SetAttribute(ATTRIBUTE_POSITION, std::make_shared<BufferAttribute>(&moved[0].x, moved.size() * 3, 3));
+    EXPECT_EQ(shape.ComputeNearestPoint(down).GetPrimitiveIndex(), 321);
+}

@@ -1,0 +1,70 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <vector>
+
+#include <glm/vec3.hpp>
+
+#include <orvcommon/AxisAlignedBox.h>
+#include <orvcommon/Ray.h>
+#include <orvkernel/Camera.h>
+#include <orvkernel/EnumPrimitiveType.h>
+#include <orvcore/pick/PickedItem.h>
+
+namespace orvcore {
+
+class SceneNode;
+
+/// Ray picking: what lies under a window point.
+///
+/// Built from a camera and a window point (top-left origin, y down), it holds
+/// the world-space pick ray and collects the hits that nodes report, nearest
+/// first after `Sort`. Points and lines are hit within a square of
+/// `GetScreenThreshold()` viewport pixels (6 by default, inclusive) around
+/// the cursor; triangles need a true ray hit. Hit distances are squared
+/// distances from the ray origin.
+class Raycaster {
+public:
+    Raycaster(const std::shared_ptr<Camera>& camera, unsigned int pickFilter, int x, int y);
+
+    /// Clears, walks one subtree (respecting `Pickable`), sorts; returns the count.
+    std::size_t HitTest(const std::shared_ptr<SceneNode>& node);
+
+    /// Sorts the hits by distance, nearest first (unstable for equal distances).
+    std::size_t Sort();
+    /// The nearest hit; without hits, a shared null item whose position is
+    /// where the ray meets the default XY plane (refreshed on every such call).
+    const PickedItem& GetTopItem() const;
+
+    /// True when two world points project within the threshold of each other
+    /// on both viewport axes.
+    bool TestDistanceThreshold(const glm::vec3& a, const glm::vec3& b) const;
+    /// Coarse test: does the ray meet the sphere around the box?
+    bool Intersects(const AxisAlignedBox& box) const;
+    /// Whether the pick filter admits a primitive kind (points 1, lines 2,
+    /// triangles 4; unknown kinds never).
+    bool IsPickable(EnumPrimitiveType type) const;
+
+    void AddIntersect(const PickedItem& item) { m_Intersects.push_back(item); }
+    void Clear() { m_Intersects.clear(); }
+    /// Gives the node to every hit that has none yet.
+    void UpdateSceneNode(SceneNode* node);
+
+    std::size_t GetCount() const { return m_Intersects.size(); }
+    const std::vector<PickedItem>& GetIntersects() const { return m_Intersects; }
+    const Ray& GetRay() const { return m_Ray; }
+    const std::shared_ptr<Camera>& GetCamera() const { return m_Camera; }
+    unsigned int GetPickFilter() const { return m_PickFilter; }
+    float GetScreenThreshold() const { return m_ScreenThreshold; }
+    void SetScreenThreshold(float pixels) { m_ScreenThreshold = pixels; }
+
+private:
+    unsigned int m_PickFilter;
+    Ray m_Ray;
+    std::shared_ptr<Camera> m_Camera;
+    float m_ScreenThreshold = 6.0f;
+    std::vector<PickedItem> m_Intersects;
+};
+
+} // namespace orvcore

@@ -141,8 +141,21 @@ std::shared_ptr<SceneNodeIterator> GroupSceneNode::CreateIterator() const
 
 void GroupSceneNode::Apply(SceneVisitor& visitor) const
 {
-    for (const auto& entry : m_Children)
-        entry.second->Accept(visitor);
+    if (!m_OrderValid) {
+        for (const auto& entry : m_Children)
+            entry.second->Accept(visitor);
+        return;
+    }
+    // The dense copy holds the same children in the same (map) order; it is
+    // valid until the next change of the children.
+    const std::size_t count = m_Order.size();
+    for (std::size_t i = 0; i < count && i < kPrefetchDistance; ++i)
+        PrefetchNode(m_Order[i]);
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i + kPrefetchDistance < count)
+            PrefetchNode(m_Order[i + kPrefetchDistance]);
+        m_Order[i]->Accept(visitor);
+    }
 }
 
 GroupSceneNode* GroupSceneNode::Cast(SceneNode* node) { return dynamic_cast<GroupSceneNode*>(node); }

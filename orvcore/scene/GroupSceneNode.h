@@ -44,7 +44,8 @@ public:
     const SceneNodeMap& GetChildren() const { return m_Children; }
     std::shared_ptr<SceneNodeIterator> CreateIterator() const;
 
-    /// Sends a visitor to every child (`Accept`), whatever their flags.
+    /// Sends a visitor to every child (`Accept`), whatever their flags. The
+    /// visitor must not add or remove children of this group meanwhile.
     void Apply(SceneVisitor& visitor) const;
 
     static GroupSceneNode* Cast(SceneNode* node);

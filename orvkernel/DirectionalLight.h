@@ -23,7 +23,8 @@ public:
     float GetIntensity() const { return m_Intensity; }
     void SetIntensity(float intensity) { m_Intensity = intensity; }
     const glm::vec3& GetDirection() const { return m_Direction; }
-    /// Normalised; a zero direction logs a warning and keeps the old one.
+    /// Normalised; a zero or non-finite direction logs "Light direction is
+    /// invalid!" and keeps the old one.
     void SetDirection(const glm::vec3& direction);
     bool GetCastShadow() const { return m_CastShadow; }
     void SetCastShadow(bool on) { m_CastShadow = on; }

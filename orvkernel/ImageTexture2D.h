@@ -12,6 +12,8 @@ namespace orvcore {
 /// top, kept on the CPU (the device uploads it).
 class ImageTexture2D : public Texture {
 public:
+    static constexpr unsigned int kMaxSize = 16384;
+
     ImageTexture2D() = default;
     ImageTexture2D(unsigned int width, unsigned int height, const uint8_t* rgba = nullptr);
 
@@ -19,8 +21,10 @@ public:
     unsigned int GetWidth() const override { return m_Width; }
     unsigned int GetHeight() const override { return m_Height; }
 
-    /// Replaces the image (a null `rgba` gives transparent black); raises the
-    /// version. Sizes of 0 give an empty image.
+    /// Replaces the image with a copy of `width * height * 4` bytes (a null
+    /// `rgba` gives transparent black); raises the version. Sizes of 0 give an
+    /// empty image; a side over `kMaxSize` logs "Image size is invalid!" and
+    /// keeps the old image.
     void SetImage(unsigned int width, unsigned int height, const uint8_t* rgba);
     const std::vector<uint8_t>& GetPixels() const { return m_Pixels; }
     std::vector<uint8_t>& GetPixels() { return m_Pixels; }

@@ -17,7 +17,8 @@ public:
 
     float GetDashSize() const { return m_DashSize; }
     float GetGapSize() const { return m_GapSize; }
-    /// A gap of 0 draws solid lines. Negative values are clamped to 0.
+    /// A gap of 0 draws solid lines. Negative values (and NaN) become 0; a
+    /// change raises the update counter.
     void SetDash(float dashSize, float gapSize);
     static LineDashedMaterial* Cast(MaterialInstance* material);
 

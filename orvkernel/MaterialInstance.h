@@ -39,17 +39,23 @@ enum EnumMaterialState : uint8_t { MATERIAL_STATE_NORMAL = 1, MATERIAL_STATE_MAR
 class MaterialInstance : public GfxObject {
 public:
     MaterialInstance() = default;
+    /// An instance named `name`; a non-empty `templateName` is looked up in
+    /// the material manager (silently: the instance is not registered, and an
+    /// unknown name leaves it without template).
     explicit MaterialInstance(std::string name, std::string templateName = std::string());
     ~MaterialInstance() override;
 
-    /// A plain instance (no kind) of a template, not registered anywhere.
+    /// A plain instance (no kind) of a template, registered with the material
+    /// manager (`MaterialManager::Register`), so that the template resolves.
+    /// An empty template name gives an instance without template.
     static std::shared_ptr<MaterialInstance> Create(const std::string& name, const std::string& templateName = {});
 
     const std::string& GetName() const { return m_Name; }
     void SetName(const std::string& name) { m_Name = name; }
     const std::string& GetTemplateName() const { return m_TemplateName; }
     const std::shared_ptr<MaterialTemplate>& GetTemplate() const { return m_Template; }
-    /// Binds the instance to a template and copies the template's options.
+    /// Binds the instance to a template and copies the template's name and
+    /// options; an empty pointer unbinds it (options 0, name kept).
     void SetTemplate(const std::shared_ptr<MaterialTemplate>& materialTemplate);
     /// The option bits copied from the template (`EnumTemplateOption`).
     uint32_t GetTemplateOptions() const { return m_TemplateOptions; }
@@ -57,11 +63,13 @@ public:
     void ClearTemplateOption(uint32_t bits) { SetTemplateOptions(m_TemplateOptions & ~bits); }
 
     const glm::vec3& GetColor() const { return m_Color; }
+    /// A non-finite component logs "Material color is invalid!" and is ignored.
     void SetColor(const glm::vec3& color);
     float GetOpacity() const { return m_Opacity; }
-    /// Clamped to [0, 1].
+    /// Clamped to [0, 1]; NaN logs "Opacity is invalid!" and is ignored.
     void SetOpacity(float opacity);
     uint32_t GetFaceSide() const { return m_FaceSide; }
+    /// `EnumFaceSide`; other values log "Face side is invalid!" and are ignored.
     void SetFaceSide(uint32_t side);
     bool GetDepthTest() const { return m_DepthTest; }
     void SetDepthTest(bool on);
@@ -74,7 +82,9 @@ public:
 
     bool IsTransparent() const { return BlendingMode == BLENDING_TRANSPARENT; }
 
-    /// Textures by sampler name ("map", "t2D", "envMap", ...).
+    /// Textures by sampler name ("map", "t2D", "envMap", ...). Adding under a
+    /// name that is taken replaces the texture; an empty name or an empty
+    /// texture logs "Material texture is invalid!" and is ignored.
     void AddTexture(const std::string& sampler, const std::shared_ptr<Texture>& texture);
     void RemoveTexture(const std::string& sampler);
     std::shared_ptr<Texture> GetTexture(const std::string& sampler) const;
@@ -99,10 +109,16 @@ public:
     uint32_t BlendingMode = BLENDING_NONE;
 
 protected:
+    /// Sizes below 1 (or not finite) become 1.
     void SetPointSizeValue(float size);
+    /// Negative values (and NaN) become 0.
     void SetShininessValue(float shininess);
 
 private:
+    friend class MaterialManager;
+    /// Binds by name; `materialTemplate` may be empty (unknown template).
+    void BindTemplate(const std::string& templateName, const std::shared_ptr<MaterialTemplate>& materialTemplate);
+
     std::string m_Name;
     std::string m_TemplateName;
     std::shared_ptr<MaterialTemplate> m_Template;

@@ -36,8 +36,8 @@ public:
     /// Sets a uniform: a new name is created with the value; an existing one
     /// of the same type is overwritten when the value differs; an existing
     /// one of another type is left alone with the warning
-    /// "Not compitable uniform value type: <name>!". Returns whether the set
-    /// changed.
+    /// "Not compitable uniform value type: <name>!"; an empty name logs
+    /// "Uniform name is empty!". Returns whether the set changed.
     bool SetValue(const std::string& name, const UniformValue& value);
     bool Remove(const std::string& name) { return m_Values.erase(name) != 0; }
 

@@ -1,0 +1,7 @@
+#include <orvkernel/GpuShaderProgram.h>
+
+namespace orvcore {
+
+GpuShaderProgram::~GpuShaderProgram() = default;
+
+} // namespace orvcore

@@ -1,0 +1,7 @@
+#include <orvkernel/RenderDevice.h>
+
+namespace orvcore {
+
+RenderDevice::~RenderDevice() = default;
+
+} // namespace orvcore

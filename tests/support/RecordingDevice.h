@@ -1,0 +1,245 @@
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <orvkernel/BufferGeometry.h>
+#include <orvkernel/Camera.h>
+#include <orvkernel/GpuShaderProgram.h>
+#include <orvkernel/MaterialInstance.h>
+#include <orvkernel/MaterialTemplate.h>
+#include <orvkernel/PrimitiveShape.h>
+#include <orvkernel/RenderDevice.h>
+#include <orvkernel/RenderTarget.h>
+#include <orvkernel/Texture.h>
+
+namespace orvtest {
+
+/// Compact text of a number ("1", "0.5", "-2").
+inline std::string Num(double value)
+{
+    char text[32];
+    std::snprintf(text, sizeof(text), "%g", value);
+    return text;
+}
+
+/// Hexadecimal text of a bit set ("0x4500").
+inline std::string Hex(uint32_t value)
+{
+    char text[16];
+    std::snprintf(text, sizeof(text), "0x%X", unsigned(value));
+    return text;
+}
+
+/// A shader program that writes "SetUniform(<name>)" into a call log and
+/// keeps the last value of every uniform. It declares every uniform.
+class RecordingProgram : public orvcore::GpuShaderProgram {
+public:
+    explicit RecordingProgram(std::vector<std::string>& calls) : m_Calls(calls) {}
+
+    void SetUniform(const std::string& name, const orvcore::UniformValue& value) override
+    {
+        m_Calls.push_back("SetUniform(" + name + ")");
+        uniforms[name] = value;
+    }
+    bool HasUniform(const std::string&) const override { return true; }
+
+    /// The last value set under a name, or null.
+    const orvcore::UniformValue* Find(const std::string& name) const
+    {
+        const auto it = uniforms.find(name);
+        return it == uniforms.end() ? nullptr : &it->second;
+    }
+
+    std::map<std::string, orvcore::UniformValue> uniforms;
+
+private:
+    std::vector<std::string>& m_Calls;
+};
+
+/// A render device without GPU that records every call as readable text in
+/// `calls`, e.g. "SetTarget(shadow.map.0)", "ClearBuffers(0x4100)",
+/// "ActiveMaterial(System.DepthMaterial)". Queries (getters, `FindTarget`)
+/// are not recorded. Material activation returns the recording program when
+/// the material exists and has a template, else null.
+class RecordingDevice : public orvcore::RenderDevice {
+public:
+    explicit RecordingDevice(unsigned int w = 800, unsigned int h = 600) : width(w), height(h) {}
+    // The program logs into `calls`: a copy would log into the original.
+    RecordingDevice(const RecordingDevice&) = delete;
+    RecordingDevice& operator=(const RecordingDevice&) = delete;
+
+    // --- recording helpers ---
+
+    void Clear()
+    {
+        calls.clear();
+        program.uniforms.clear();
+    }
+    /// The calls whose text starts with `prefix`, in order.
+    std::vector<std::string> CallsStartingWith(const std::string& prefix) const
+    {
+        std::vector<std::string> found;
+        for (const std::string& call : calls)
+            if (call.compare(0, prefix.size(), prefix) == 0)
+                found.push_back(call);
+        return found;
+    }
+    std::size_t Count(const std::string& prefix) const { return CallsStartingWith(prefix).size(); }
+    /// The calls without those starting with `prefix` (e.g. without uniforms).
+    std::vector<std::string> CallsWithout(const std::string& prefix) const
+    {
+        std::vector<std::string> kept;
+        for (const std::string& call : calls)
+            if (call.compare(0, prefix.size(), prefix) != 0)
+                kept.push_back(call);
+        return kept;
+    }
+    /// The name under which a target was added, "screen" for none.
+    std::string TargetName(const std::shared_ptr<orvcore::RenderTarget>& target) const
+    {
+        if (!target)
+            return "screen";
+        for (const auto& entry : targets)
+            if (entry.second == target)
+                return entry.first;
+        return "unnamed";
+    }
+
+    // --- RenderDevice ---
+
+    unsigned int GetWidth() const override { return width; }
+    unsigned int GetHeight() const override { return height; }
+    void Resize(unsigned int w, unsigned int h) override
+    {
+        calls.push_back("Resize(" + std::to_string(w) + "," + std::to_string(h) + ")");
+        width = w;
+        height = h;
+    }
+
+    void SetCamera(const std::shared_ptr<orvcore::Camera>& c) override
+    {
+        calls.push_back("SetCamera");
+        camera = c;
+    }
+    const std::shared_ptr<orvcore::Camera>& GetCamera() const override { return camera; }
+
+    void SetTarget(const std::shared_ptr<orvcore::RenderTarget>& t,
+                   const std::shared_ptr<orvcore::Camera>& c) override
+    {
+        calls.push_back("SetTarget(" + TargetName(t) + ")");
+        previousTarget = target;
+        target = t;
+        targetCamera = c;
+    }
+    const std::shared_ptr<orvcore::RenderTarget>& GetTarget() const override { return target; }
+    const std::shared_ptr<orvcore::RenderTarget>& GetPreviousTarget() const override { return previousTarget; }
+    void AddTarget(const std::string& name, const std::shared_ptr<orvcore::RenderTarget>& t) override
+    {
+        calls.push_back("AddTarget(" + name + ")");
+        targets[name] = t;
+    }
+    std::shared_ptr<orvcore::RenderTarget> FindTarget(const std::string& name) const override
+    {
+        const auto it = targets.find(name);
+        return it == targets.end() ? nullptr : it->second;
+    }
+
+    void SetClearColor(const glm::vec4& color) override
+    {
+        calls.push_back("SetClearColor(" + Num(color.r) + "," + Num(color.g) + "," + Num(color.b) + "," +
+                        Num(color.a) + ")");
+    }
+    void ClearBuffers(uint32_t bits) override { calls.push_back("ClearBuffers(" + Hex(bits) + ")"); }
+    void SetDepthTest(bool on) override { calls.push_back(std::string("SetDepthTest(") + (on ? "1" : "0") + ")"); }
+    void SetPolygonOffset(bool on, float factor, float units) override
+    {
+        calls.push_back(std::string("SetPolygonOffset(") + (on ? "1" : "0") + "," + Num(factor) + "," + Num(units) +
+                        ")");
+    }
+
+    orvcore::GpuShaderProgram* ActiveMaterial(const std::shared_ptr<orvcore::MaterialInstance>& material) override
+    {
+        calls.push_back("ActiveMaterial(" + MaterialName(material.get()) + ")");
+        return Activate(material.get());
+    }
+    orvcore::GpuShaderProgram* _ActiveMaterial(orvcore::MaterialInstance* material) override
+    {
+        calls.push_back("_ActiveMaterial(" + MaterialName(material) + ")");
+        return Activate(material);
+    }
+    orvcore::GpuShaderProgram* ActiveShader(orvcore::MaterialInstance* material) override
+    {
+        calls.push_back("ActiveShader(" + MaterialName(material) + ")");
+        return Activate(material);
+    }
+    void ActiveTexture(uint32_t unit, const std::shared_ptr<orvcore::Texture>& texture) override
+    {
+        calls.push_back("ActiveTexture(" + std::to_string(unit) + "," +
+                        (texture ? std::to_string(texture->GetObjectId()) : std::string("null")) + ")");
+    }
+    void ActiveTexture(uint32_t unit, const std::shared_ptr<orvcore::RenderTarget>& t, uint32_t attachment) override
+    {
+        calls.push_back("ActiveTexture(" + std::to_string(unit) + "," + TargetName(t) + "," + Hex(attachment) + ")");
+    }
+
+    void Draw(orvcore::PrimitiveShape* primitive, const glm::mat4& transform) override
+    {
+        calls.push_back("Draw(" + (primitive ? std::to_string(primitive->GetObjectId()) : std::string("null")) +
+                        ")");
+        lastTransform = transform;
+    }
+    void Draw(orvcore::BufferGeometry* geometry, uint32_t start, uint32_t count) override
+    {
+        calls.push_back("DrawGeometry(" +
+                        (geometry ? std::to_string(geometry->GetObjectId()) : std::string("null")) + "," +
+                        std::to_string(start) + "," + std::to_string(count) + ")");
+    }
+    void DrawPoint(const glm::vec3& p) override
+    {
+        calls.push_back("DrawPoint(" + Num(p.x) + "," + Num(p.y) + "," + Num(p.z) + ")");
+    }
+    void DrawScreenQuad() override { calls.push_back("DrawScreenQuad"); }
+
+    void BuildTemplate(const std::shared_ptr<orvcore::MaterialTemplate>& materialTemplate) override
+    {
+        calls.push_back("BuildTemplate(" + (materialTemplate ? materialTemplate->GetName() : std::string("null")) +
+                        ")");
+    }
+    void Gc() override { calls.push_back("Gc"); }
+
+    // --- state, public for tests ---
+
+    std::vector<std::string> calls;
+    RecordingProgram program{calls};
+    unsigned int width;
+    unsigned int height;
+    std::shared_ptr<orvcore::Camera> camera;
+    std::shared_ptr<orvcore::RenderTarget> target;
+    std::shared_ptr<orvcore::RenderTarget> previousTarget;
+    /// The camera given with the last `SetTarget`.
+    std::shared_ptr<orvcore::Camera> targetCamera;
+    std::map<std::string, std::shared_ptr<orvcore::RenderTarget>> targets;
+    /// The material of the last successful activation.
+    orvcore::MaterialInstance* currentMaterial = nullptr;
+    glm::mat4 lastTransform{1.0f};
+
+private:
+    static std::string MaterialName(const orvcore::MaterialInstance* material)
+    {
+        return material ? material->GetName() : std::string("null");
+    }
+    orvcore::GpuShaderProgram* Activate(orvcore::MaterialInstance* material)
+    {
+        if (!material || !material->GetTemplate())
+            return nullptr;
+        currentMaterial = material;
+        return &program;
+    }
+};
+
+} // namespace orvtest

@@ -1,0 +1,257 @@
+#include <orvkernel/BufferGeometry.h>
+#include <orvkernel/FontManager.h>
+#include <orvkernel/FontMaterial.h>
+
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "LogCapture.h"
+
+using namespace orvcore;
+
+namespace {
+
+std::shared_ptr<BufferGeometry> Mesh(const std::wstring& text) { return FontManager::Instance().CreateMesh(text); }
+
+// Signed area of triangle i (counter-clockwise seen from +Z is positive).
+float SignedArea(const BufferGeometry& g, std::size_t i)
+{
+    const glm::vec3 a = g.GetPositions()->GetVec3(i), b = g.GetPositions()->GetVec3(i + 1),
+                    c = g.GetPositions()->GetVec3(i + 2);
+    return 0.5f * ((b.x - a.x) * (c.y - a.y) - (c.x - a.x) * (b.y - a.y));
+}
+
+float Area(const BufferGeometry& g)
+{
+    float sum = 0.0f;
+    for (std::size_t i = 0; i + 2 < g.GetVertexCount(); i += 3)
+        sum += SignedArea(g, i);
+    return sum;
+}
+
+glm::vec3 Size(const std::wstring& text) { return Mesh(text)->GetBoundingBox().getSize(); }
+
+// First and last image rows with any coverage.
+std::pair<int, int> InkedRows(const FontMaterial& m)
+{
+    const auto& image = *m.GetImage();
+    int first = -1, last = -1;
+    for (unsigned int i = 0; i < image.GetWidth() * image.GetHeight(); ++i)
+        if (image.GetPixels()[i * 4 + 3] > 0) {
+            const int row = int(i / image.GetWidth());
+            first = first < 0 ? row : first;
+            last = row;
+        }
+    return {first, last};
+}
+
+} // namespace
+
+TEST(FontMesh, StringsBecomeFlatCounterClockwiseTriangles)
+{
+    orvtest::LogCapture log;
+    for (const std::wstring& text : std::vector<std::wstring>{L"Hello", L"Привет", L"αβγ", L"&8@%"}) {
+        SCOPED_TRACE(testing::Message() << "U+" << std::hex << int(text[0]));
+        auto mesh = Mesh(text);
+        EXPECT_EQ(mesh->GetPrimitiveType(), PRIMITIVE_TRIANGLES);
+        EXPECT_FALSE(mesh->GetIndex());
+        const std::size_t n = mesh->GetVertexCount();
+        ASSERT_GT(n, 0u);
+        ASSERT_EQ(n % 3, 0u);
+        ASSERT_EQ(mesh->GetNormals()->GetCount(), n);
+        for (std::size_t i = 0; i < n; ++i) {
+            ASSERT_EQ(mesh->GetPositions()->GetVec3(i).z, 0.0f);
+            ASSERT_EQ(mesh->GetNormals()->GetVec3(i), glm::vec3(0, 0, 1));
+            if (i % 3 == 0) {
+                ASSERT_GT(SignedArea(*mesh, i), 0.0f);
+            }
+        }
+        EXPECT_EQ(mesh->GetBoundingBox(), mesh->GetSafeBoudingBox());
+    }
+    // Nothing to draw is not a failure.
+    EXPECT_EQ(Mesh(L"")->GetVertexCount(), 0u);
+    EXPECT_TRUE(Mesh(L"")->GetBoundingBox().isNull());
+    EXPECT_EQ(Mesh(L"  ")->GetVertexCount(), 0u);
+    EXPECT_TRUE(log.warnings.empty());
+}
+
+TEST(FontMesh, LayoutIsOneUnitPerEmAlongTheBaseline)
+{
+    const AxisAlignedBox l = Mesh(L"l")->GetBoundingBox();
+    EXPECT_NEAR(l.getMinimum().y, 0.0f, 1e-4f); // stands on the baseline
+    EXPECT_GT(l.getMaximum().y, 0.65f);          // an ascender is about 3/4 em
+    EXPECT_LT(l.getMaximum().y, 0.85f);
+    EXPECT_GE(l.getMinimum().x, 0.0f); // starts at the origin plus its side bearing
+    EXPECT_LT(l.getMinimum().x, 0.2f);
+    EXPECT_LT(Mesh(L"g")->GetBoundingBox().getMinimum().y, -0.1f);
+
+    // The pen moves along +X, blanks included.
+    EXPECT_GT(Size(L"HH").x, 1.5f * Size(L"H").x);
+    EXPECT_GT(Size(L"H H").x, Size(L"HH").x);
+    EXPECT_LT(Size(L"Hello").x, Size(L"Hello, world").x);
+
+    // A new line starts 1.2 em lower, back at the left; '\r' is ignored.
+    const AxisAlignedBox a = Mesh(L"A")->GetBoundingBox(), two = Mesh(L"A\r\nA")->GetBoundingBox();
+    EXPECT_FLOAT_EQ(two.getMaximum().x, a.getMaximum().x);
+    EXPECT_NEAR(two.getMinimum().y, a.getMinimum().y - 1.2f, 1e-5f);
+}
+
+TEST(FontMesh, TrianglesCoverTheOutlineExactlyOnce)
+{
+    // The hole of an 'O' stays open; a bar fills its box.
+    auto o = Mesh(L"O");
+    const glm::vec3 box = o->GetBoundingBox().getSize();
+    EXPECT_LT(Area(*o), 0.6f * box.x * box.y);
+    auto l = Mesh(L"l");
+    EXPECT_NEAR(Area(*l), l->GetBoundingBox().getSize().x * l->GetBoundingBox().getSize().y, 1e-4f);
+
+    // The rasteriser is an independent measure of the same outline:
+    // overlapping or missing triangles would break the agreement.
+    const float px = 256.0f;
+    for (const std::wstring& text : std::vector<std::wstring>{L"O", L"8", L"&", L"Ж", L"@"}) {
+        FontMaterial m;
+        m.SetText(text, px, "");
+        double coverage = 0.0;
+        for (std::size_t i = 3; i < m.GetImage()->GetPixels().size(); i += 4)
+            coverage += m.GetImage()->GetPixels()[i] / 255.0;
+        EXPECT_NEAR(Area(*Mesh(text)) * px * px / coverage, 1.0, 0.04) << int(text[0]);
+    }
+}
+
+TEST(FontMesh, MissingCharactersUseTheNotdefGlyph)
+{
+    orvtest::LogCapture log;
+    auto missing = Mesh(std::wstring(1, wchar_t(0xE000)));
+    auto other = Mesh(std::wstring(1, wchar_t(0xE123)));
+    ASSERT_GT(missing->GetVertexCount(), 0u);
+    EXPECT_EQ(missing->GetBoundingBox(), other->GetBoundingBox());
+    EXPECT_GT(Size(L"a" + std::wstring(1, wchar_t(0xE000)) + L"a").x, Size(L"aa").x);
+    EXPECT_TRUE(log.warnings.empty());
+}
+
+TEST(FontMaterial, CreateRegistersAndSettersRaiseTheCounterOnChange)
+{
+    auto m = FontMaterial::Create("label");
+    EXPECT_EQ(m->GetTemplateName(), "font");
+    ASSERT_TRUE(m->GetTemplate());
+    EXPECT_EQ(m->GetTexture("map"), m->GetImage());
+    EXPECT_EQ(FontMaterial::Cast(static_cast<MaterialInstance*>(m.get())), m.get());
+    MaterialInstance plain("x");
+    EXPECT_EQ(FontMaterial::Cast(&plain), nullptr);
+
+    uint32_t version = m->GetUpdateVersion();
+    const auto moved = [&]() {
+        const bool changed = m->GetUpdateVersion() != version;
+        version = m->GetUpdateVersion();
+        return changed;
+    };
+    m->SetBillboard(true);
+    EXPECT_TRUE(moved());
+    m->SetBillboard(true);
+    EXPECT_FALSE(moved());
+    m->SetBackground(glm::vec3(0.0f)); // black is a background too
+    EXPECT_TRUE(moved() && m->HasBackground());
+    m->SetBackground(glm::vec3(0.0f));
+    EXPECT_FALSE(moved());
+    m->ClearBackground();
+    EXPECT_TRUE(moved() && !m->HasBackground());
+    m->ClearBackground();
+    EXPECT_FALSE(moved());
+    const uint32_t image = m->GetImage()->GetVersion();
+    m->SetText(L"a", 20.0f, "");
+    EXPECT_TRUE(moved());
+    EXPECT_GT(m->GetImage()->GetVersion(), image);
+}
+
+TEST(FontMaterial, ImageSizeAndBaseline)
+{
+    FontMaterial m;
+    const auto hi = m.SetText(L"Hi", 32.0f, "");
+    EXPECT_EQ(hi, std::make_pair(m.GetImage()->GetWidth(), m.GetImage()->GetHeight()));
+    EXPECT_GE(hi.second, 32u); // one line height, about 1.2 em
+    EXPECT_LE(hi.second, 42u);
+    const auto longer = m.SetText(L"Hi there", 32.0f, "");
+    EXPECT_GT(longer.first, hi.first + 40u);
+    EXPECT_EQ(longer.second, hi.second);
+    const auto bigger = m.SetText(L"Hi", 64.0f, "");
+    EXPECT_NEAR(double(bigger.second), 2.0 * hi.second, 2.0);
+    EXPECT_NEAR(double(bigger.first), 2.0 * hi.first, 3.0);
+
+    // Rows run from the top; glyphs share one baseline.
+    m.SetText(L"H", 48.0f, "");
+    const auto h = InkedRows(m);
+    m.SetText(L".", 48.0f, "");
+    EXPECT_NEAR(InkedRows(m).second, h.second, 1);
+    EXPECT_GT(InkedRows(m).first, h.first + 20);
+    m.SetText(L"g", 48.0f, "");
+    EXPECT_GT(InkedRows(m).second, h.second + 5);
+}
+
+TEST(FontMaterial, CoverageIsAlphaOrBlendedOverTheBackground)
+{
+    FontMaterial m;
+    m.SetText(L"W", 40.0f, "");
+    bool seen[256] = {};
+    for (std::size_t i = 0; i < m.GetImage()->GetPixels().size(); i += 4) {
+        ASSERT_EQ(m.GetImage()->GetPixels()[i], 255);
+        seen[m.GetImage()->GetPixels()[i + 3]] = true;
+    }
+    EXPECT_TRUE(seen[0] && seen[255]);
+
+    m.SetBackground(glm::vec3(0, 0, 1));
+    m.SetText(L"W", 40.0f, "");
+    bool blue = false, white = false;
+    for (std::size_t i = 0; i < m.GetImage()->GetPixels().size(); i += 4) {
+        const uint8_t* p = &m.GetImage()->GetPixels()[i];
+        ASSERT_EQ(p[3], 255);
+        ASSERT_EQ(p[2], 255);
+        ASSERT_EQ(p[0], p[1]); // white over blue
+        blue = blue || p[0] == 0;
+        white = white || p[0] == 255;
+    }
+    EXPECT_TRUE(blue && white);
+
+    orvtest::LogCapture log;
+    EXPECT_EQ(m.SetText(L"", 32.0f, ""), std::make_pair(1u, 1u));
+    EXPECT_EQ(m.GetImage()->GetPixels(), std::vector<uint8_t>(4, 0));
+    EXPECT_TRUE(log.warnings.empty());
+}
+
+TEST(FontMaterial, FontsAreChosenByPathAndBadInputFallsBack)
+{
+    orvtest::LogCapture log;
+    FontMaterial m;
+    const auto normal = m.SetText(L"iii", 32.0f, "");
+    const std::string mono = "/usr/share/fonts/truetype/dejavu/DejaVuSansMono.ttf";
+    EXPECT_EQ(m.SetText(L"iii", 32.0f, mono).first, m.SetText(L"WWW", 32.0f, mono).first);
+    EXPECT_NE(m.SetText(L"iii", 32.0f, mono).first, normal.first);
+    EXPECT_TRUE(log.warnings.empty());
+
+    const auto expectWarning = [&log](const std::string& text) {
+        ASSERT_EQ(log.warnings.size(), 1u);
+        EXPECT_EQ(log.warnings[0], text);
+        log.warnings.clear();
+    };
+    EXPECT_EQ(m.SetText(L"iii", 32.0f, "/no/such.ttf"), normal);
+    expectWarning("Font file is not found: /no/such.ttf!");
+    EXPECT_EQ(m.SetText(L"iii", 32.0f, "/etc/passwd"), normal);
+    expectWarning("Font file cannot be read: /etc/passwd!");
+    for (float size : {0.0f, -3.0f, NAN, INFINITY}) {
+        EXPECT_EQ(m.SetText(L"iii", size, ""), normal);
+        expectWarning("Font size must be positive!");
+    }
+    EXPECT_LE(m.SetText(L"T", 1e9f, "").second, 1300u);
+    expectWarning("Font size is too large!");
+    const auto cut = m.SetText(std::wstring(2000, L'W'), 32.0f, "");
+    EXPECT_EQ(cut, std::make_pair(16384u, normal.second));
+    expectWarning("Text is wider than 16384 pixels and is cut!");
+
+    // Missing glyphs draw the notdef box; control characters take no room.
+    m.SetText(std::wstring(1, wchar_t(0xE000)), 32.0f, "");
+    EXPECT_GE(InkedRows(m).first, 0);
+    EXPECT_EQ(m.SetText(L"a\tb\n", 32.0f, ""), m.SetText(L"ab", 32.0f, ""));
+    EXPECT_TRUE(log.warnings.empty());
+}

@@ -1,0 +1,7 @@
+#include <orvcore/render/Background.h>
+
+namespace orvcore {
+
+Background::~Background() = default;
+
+} // namespace orvcore

@@ -12,11 +12,19 @@ namespace orvcore {
 /// chose for it (null: the primitive's own), its world matrix and a depth
 /// key for sorting. Refers to scene data by raw pointer and lives no longer
 /// than the frame.
+///
+/// The constructor scales the depth key by the primitive's own material:
+/// unchanged without a material or when its order-exempt flag is set, x100
+/// for a transparent material, x0.01 otherwise. This coarse scaling keeps
+/// transparent items apart from the rest in sort order.
 class RenderItem {
 public:
     RenderItem() = default;
     RenderItem(PrimitiveShape* primitive, MaterialInstance* overrideMaterial, const glm::mat4& transform,
                float distance);
+
+    /// The depth key as the constructor stores it.
+    static float ScaleDistance(const MaterialInstance* ownMaterial, float distance);
 
     PrimitiveShape* GetPrimitive() const { return m_Primitive; }
     void SetPrimitive(PrimitiveShape* primitive) { m_Primitive = primitive; }

@@ -1,0 +1,31 @@
+#pragma once
+
+#include <orvcore/scene/SceneVisitor.h>
+
+namespace orvcore {
+
+class RenderContext;
+class SceneNode;
+
+/// Walks a scene into a render context: hidden nodes and nodes whose world
+/// box lies outside the context's frustum (when their culling flag is set)
+/// are skipped with their subtrees; the rest hand in their items.
+class PrepareSceneVisitor : public SceneVisitor {
+public:
+    explicit PrepareSceneVisitor(RenderContext& context) : m_Context(context) {}
+
+    void Visit(GeneralSceneNode* node) override;
+    void Visit(GroupSceneNode* node) override;
+    void Visit(PrimitiveSceneNode* node) override;
+    void Visit(ShapeSceneNode* node) override;
+
+    RenderContext& GetContext() const { return m_Context; }
+
+private:
+    bool Admit(const SceneNode& node) const;
+    void Collect(SceneNode* node);
+
+    RenderContext& m_Context;
+};
+
+} // namespace orvcore

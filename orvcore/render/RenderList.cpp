@@ -1,0 +1,142 @@
+#include <orvcore/render/RenderList.h>
+
+#include <orvcommon/Logger.h>
+#include <orvkernel/LightManager.h>
+#include <orvkernel/RenderDevice.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace orvcore {
+
+void RenderList::AddItem(RenderItem&& item)
+{
+    const auto slot = static_cast<uint32_t>(m_Count);
+    const float key = item.GetDistance();
+    if (m_Count < m_Items.size()) {
+        m_Items[slot] = std::move(item);
+        m_Order[slot] = slot;
+        m_Keys32[slot] = key;
+    } else {
+        m_Items.push_back(std::move(item));
+        m_Order.push_back(slot);
+        m_Keys32.push_back(key);
+    }
+    ++m_Count;
+}
+
+void RenderList::AddItem(PrimitiveShape* primitive, MaterialInstance* overrideMaterial, const glm::mat4& transform,
+                         float distance)
+{
+    AddItem(RenderItem(primitive, overrideMaterial, transform, distance));
+}
+
+namespace {
+
+// Order-preserving map of a float onto an unsigned integer: negative values
+// have all bits flipped, positive ones only the sign bit.
+inline uint32_t SortableBits(float f, bool descending)
+{
+    uint32_t u;
+    std::memcpy(&u, &f, sizeof(u));
+    u = (u & 0x80000000u) ? ~u : (u | 0x80000000u);
+    return descending ? ~u : u;
+}
+
+} // namespace
+
+void RenderList::SortBy(bool descending)
+{
+    const std::size_t n = static_cast<std::size_t>(m_Count);
+    if (n < 2)
+        return;
+    // Sort small (key, slot) pairs, not the 90-byte items: a least
+    // significant digit radix sort in three 11-bit passes that leaves the
+    // new order in the index array. No allocation once the scratch has grown.
+    m_Keys.resize(std::max(m_Keys.size(), 2 * n));
+    std::pair<uint32_t, uint32_t>* src = m_Keys.data();
+    std::pair<uint32_t, uint32_t>* dst = m_Keys.data() + n;
+    for (std::size_t i = 0; i < n; ++i)
+        src[i] = {SortableBits(m_Keys32[m_Order[i]], descending), m_Order[i]};
+    // All three digit histograms in one read of the keys; a pass whose digit
+    // is the same for every key is skipped.
+    uint32_t counts[3][2048] = {};
+    for (std::size_t i = 0; i < n; ++i) {
+        const uint32_t k = src[i].first;
+        ++counts[0][k & 2047u];
+        ++counts[1][(k >> 11) & 2047u];
+        ++counts[2][k >> 22];
+    }
+    for (int pass = 0; pass < 3; ++pass) {
+        const int shift = pass * 11;
+        uint32_t* c = counts[pass];
+        if (c[(src[0].first >> shift) & 2047u] == n)
+            continue;
+        uint32_t sum = 0;
+        for (int d = 0; d < 2048; ++d) {
+            const uint32_t k = c[d];
+            c[d] = sum;
+            sum += k;
+        }
+        for (std::size_t i = 0; i < n; ++i)
+            dst[c[(src[i].first >> shift) & 2047u]++] = src[i];
+        std::swap(src, dst);
+    }
+    for (std::size_t i = 0; i < n; ++i)
+        m_Order[i] = src[i].second;
+}
+
+void RenderList::SortOpaqueItems() { SortBy(false); }
+
+void RenderList::SortTransparentItems() { SortBy(true); }
+
+namespace {
+MaterialInstance* ResolveMaterial(const RenderItem& item, const std::shared_ptr<MaterialInstance>& fallback)
+{
+    if (MaterialInstance* m = item.GetOverrideMaterial())
+        return m;
+    if (MaterialInstance* m = item.GetMaterial())
+        return m;
+    return fallback.get();
+}
+} // namespace
+
+void RenderList::Render(RenderDevice* device) const
+{
+    for (uint64_t i = 0; i < m_Count; ++i) {
+        const RenderItem& item = GetAt(i);
+        device->_ActiveMaterial(ResolveMaterial(item, m_Material));
+        device->Draw(item.GetPrimitive(), item.GetTransform());
+    }
+}
+
+void RenderList::Render(RenderDevice* device, LightManager* lights) const
+{
+    for (uint64_t i = 0; i < m_Count; ++i) {
+        const RenderItem& item = GetAt(i);
+        lights->ActiveMaterial(device, ResolveMaterial(item, m_Material));
+        device->Draw(item.GetPrimitive(), item.GetTransform());
+    }
+}
+
+void RenderList::RenderWithDefaultMaterial(RenderDevice* device) const
+{
+    if (m_Count == 0)
+        return;
+    if (!m_Material) {
+        Logger::Instance().Waring("Default material is null!");
+        return;
+    }
+    device->ActiveMaterial(m_Material);
+    RenderWithoutMaterial(device);
+}
+
+void RenderList::RenderWithoutMaterial(RenderDevice* device) const
+{
+    for (uint64_t i = 0; i < m_Count; ++i) {
+        const RenderItem& item = GetAt(i);
+        device->Draw(item.GetPrimitive(), item.GetTransform());
+    }
+}
+
+} // namespace orvcore

@@ -1,0 +1,74 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include <glm/mat4x4.hpp>
+
+#include <orvkernel/MaterialInstance.h>
+#include <orvcore/render/RenderItem.h>
+
+namespace orvcore {
+
+class LightManager;
+class RenderDevice;
+
+/// A sortable list of render items with a default (style) material.
+///
+/// The storage never shrinks: `Reset` only sets the count to 0 and `AddItem`
+/// overwrites old entries, so after the first frames a list fills without
+/// allocating. Only the first `GetItemCount()` entries are valid.
+///
+/// Items stay where they were added; sorting reorders a small index array
+/// through which `GetAt` and the draw loops read them, so a sort moves 4
+/// bytes per item instead of the whole item.
+class RenderList {
+public:
+    void Reset() { m_Count = 0; }
+    void AddItem(RenderItem&& item);
+    void AddItem(PrimitiveShape* primitive, MaterialInstance* overrideMaterial, const glm::mat4& transform,
+                 float distance);
+
+    /// Near to far by depth key (early depth rejection). Equal keys keep no
+    /// promised order.
+    void SortOpaqueItems();
+    /// Far to near by depth key (blending).
+    void SortTransparentItems();
+
+    /// Each item with its own material: the override, else the primitive's,
+    /// else the list's default; activated anew for every item.
+    void Render(RenderDevice* device) const;
+    /// The same, activating through the light manager (lit).
+    void Render(RenderDevice* device, LightManager* lights) const;
+    /// Every item with the default material, activated once. An empty
+    /// default logs "Default material is null!" and draws nothing.
+    void RenderWithDefaultMaterial(RenderDevice* device) const;
+    /// Every item with whatever material is current.
+    void RenderWithoutMaterial(RenderDevice* device) const;
+
+    uint64_t GetItemCount() const { return m_Count; }
+    /// Entry at a position of the list's order (valid entries are below the
+    /// count; after `Reset` the old entries are still readable).
+    const RenderItem& GetAt(std::size_t index) const { return m_Items[m_Order[index]]; }
+    std::size_t GetCapacity() const { return m_Items.size(); }
+    const std::shared_ptr<MaterialInstance>& GetMaterial() const { return m_Material; }
+    void SetMaterial(const std::shared_ptr<MaterialInstance>& material) { m_Material = material; }
+
+private:
+    void SortBy(bool descending);
+
+    uint64_t m_Count = 0;
+    std::shared_ptr<MaterialInstance> m_Material;
+    std::vector<RenderItem> m_Items;
+    // Position -> storage slot; the identity until a sort.
+    std::vector<uint32_t> m_Order;
+    // The items' depth keys by slot, packed for the sort.
+    std::vector<float> m_Keys32;
+    // Sort scratch: (key bits, slot) pairs, reused.
+    std::vector<std::pair<uint32_t, uint32_t>> m_Keys;
+};
+
+} // namespace orvcore

@@ -1,0 +1,204 @@
+#include <orvcore/render/ModelRenderContext.h>
+#include <orvcore/render/PrepareSceneVisitor.h>
+#include <orvcore/render/RenderQuene.h>
+#include <orvcore/render/RenderStyle.h>
+#include <orvcore/scene/GroupSceneNode.h>
+#include <orvcore/scene/PrimitiveSceneNode.h>
+#include <orvcore/scene/ShapeSceneNode.h>
+
+#include <glm/gtc/matrix_transform.hpp>
+#include <gtest/gtest.h>
+#include <orvkernel/BasicMaterial.h>
+#include <orvkernel/LightManager.h>
+#include <orvkernel/MeshPhongMaterial.h>
+
+#include "LogCapture.h"
+#include "RecordingDevice.h"
+#include "ShapeFactory.h"
+
+using namespace orvcore;
+using L = EnumRenderListIndex;
+
+namespace {
+
+std::shared_ptr<PrimitiveShape> Shape(EnumPrimitiveType type, const std::shared_ptr<MaterialInstance>& material)
+{
+    auto p = orvtest::Primitive(type, {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}});
+    p->SetMaterial(material);
+    return p;
+}
+
+std::shared_ptr<MaterialInstance> Transparent(const char* name)
+{
+    auto m = MeshPhongMaterial::Create(name);
+    m->BlendingMode = BLENDING_TRANSPARENT;
+    return m;
+}
+
+std::string DrawOf(const std::shared_ptr<PrimitiveShape>& p) { return "Draw(" + std::to_string(p->GetObjectId()) + ")"; }
+
+} // namespace
+
+TEST(RenderItem, DistanceIsScaledByThePrimitivesOwnMaterial)
+{
+    auto opaque = Shape(PRIMITIVE_TRIANGLES, MeshPhongMaterial::Create("opaque"));
+    auto clear = Shape(PRIMITIVE_TRIANGLES, Transparent("clear"));
+    auto bare = Shape(PRIMITIVE_TRIANGLES, nullptr);
+    auto exempt = Shape(PRIMITIVE_TRIANGLES, MeshPhongMaterial::Create("exempt"));
+    exempt->GetMaterial()->OrderExempt = true;
+
+    EXPECT_FLOAT_EQ(RenderItem(opaque.get(), nullptr, glm::mat4(1.0f), 5.0f).GetDistance(), 0.05f);
+    EXPECT_FLOAT_EQ(RenderItem(clear.get(), nullptr, glm::mat4(1.0f), 5.0f).GetDistance(), 500.0f);
+    EXPECT_FLOAT_EQ(RenderItem(bare.get(), nullptr, glm::mat4(1.0f), 5.0f).GetDistance(), 5.0f);
+    EXPECT_FLOAT_EQ(RenderItem(exempt.get(), nullptr, glm::mat4(1.0f), 5.0f).GetDistance(), 5.0f);
+    // The override material plays no part in the scaling.
+    auto override = Transparent("override");
+    EXPECT_FLOAT_EQ(RenderItem(opaque.get(), override.get(), glm::mat4(1.0f), 5.0f).GetDistance(), 0.05f);
+    RenderItem empty;
+    EXPECT_EQ(empty.GetType(), uint32_t(PRIMITIVE_UNDEFINED));
+    EXPECT_EQ(empty.GetTransform(), glm::mat4(1.0f));
+}
+
+TEST(ModelRenderContext, RoutesByTypeAndEffectiveMaterial)
+{
+    orvtest::LogCapture log;
+    RenderQuene queue;
+    ModelRenderContext context(nullptr, &queue);
+    auto opaqueFace = Shape(PRIMITIVE_TRIANGLES, MeshPhongMaterial::Create("opaque"));
+    auto bareFace = Shape(PRIMITIVE_TRIANGLES, nullptr);
+    auto override = Transparent("override");
+
+    auto add = [&](const std::shared_ptr<PrimitiveShape>& p, MaterialInstance* m) {
+        RenderItem item(p.get(), m, glm::mat4(1.0f), 1.0f);
+        context.AddItem(item);
+    };
+    add(opaqueFace, override.get()); // transparent through the override...
+    add(bareFace, nullptr);          // no material at all: an opaque face
+    for (auto type : {PRIMITIVE_LINES, PRIMITIVE_LINE_LOOP, PRIMITIVE_LINE_STRIP})
+        add(Shape(type, nullptr), nullptr);
+    add(Shape(PRIMITIVE_POINTS, nullptr), nullptr);
+    add(Shape(PRIMITIVE_TRIANGLE_STRIP, nullptr), nullptr); // unsupported here
+
+    EXPECT_EQ(queue.GetRenderList(L::TransparentFace).GetItemCount(), 1u);
+    // ...but scaled by its own, opaque material.
+    EXPECT_FLOAT_EQ(queue.GetRenderList(L::TransparentFace).GetAt(0).GetDistance(), 0.01f);
+    EXPECT_EQ(queue.GetRenderList(L::Face).GetItemCount(), 1u);
+    EXPECT_FLOAT_EQ(queue.GetRenderList(L::Face).GetAt(0).GetDistance(), 1.0f);
+    EXPECT_EQ(queue.GetRenderList(L::Line).GetItemCount(), 3u);
+    EXPECT_EQ(queue.GetRenderList(L::Point).GetItemCount(), 1u);
+    EXPECT_EQ(log.warnings, std::vector<std::string>{"Not support shape type!"});
+}
+
+TEST(RenderQuene, SortsFacesKeepsLinesAndReusesStorage)
+{
+    RenderQuene queue;
+    auto face = Shape(PRIMITIVE_TRIANGLES, nullptr);
+    auto line = Shape(PRIMITIVE_LINES, nullptr);
+    for (float d : {3.0f, 1.0f, 2.0f}) {
+        queue.GetRenderList(L::Face).AddItem(face.get(), nullptr, glm::mat4(1.0f), d);
+        queue.GetRenderList(L::TransparentFace).AddItem(face.get(), nullptr, glm::mat4(1.0f), d);
+        queue.GetRenderList(L::Line).AddItem(line.get(), nullptr, glm::mat4(1.0f), d);
+    }
+    queue.Sort();
+    auto distances = [&](L::Enum index) {
+        std::vector<float> out;
+        const RenderList& list = queue.GetRenderList(index);
+        for (std::size_t i = 0; i < list.GetItemCount(); ++i)
+            out.push_back(list.GetAt(i).GetDistance());
+        return out;
+    };
+    EXPECT_EQ(distances(L::Face), (std::vector<float>{1, 2, 3}));
+    EXPECT_EQ(distances(L::TransparentFace), (std::vector<float>{3, 2, 1}));
+    EXPECT_EQ(distances(L::Line), (std::vector<float>{3, 1, 2})); // collection order
+
+    const std::size_t capacity = queue.GetRenderList(L::Face).GetCapacity();
+    queue.Reset();
+    EXPECT_TRUE(queue.IsEmpty());
+    EXPECT_FLOAT_EQ(queue.GetRenderList(L::Face).GetAt(0).GetDistance(), 1.0f); // storage kept
+    queue.GetRenderList(L::Face).AddItem(face.get(), nullptr, glm::mat4(1.0f), 9.0f);
+    EXPECT_EQ(queue.GetRenderList(L::Face).GetCapacity(), capacity);
+    EXPECT_FLOAT_EQ(queue.GetRenderList(L::Face).GetAt(0).GetDistance(), 9.0f);
+}
+
+TEST(RenderQuene, DrawOrdersOffsetsAndActivations)
+{
+    orvtest::RecordingDevice device;
+    RenderStyle style;
+    style.InitializeForModel();
+    RenderQuene queue;
+    queue.Initialize(style);
+    EXPECT_EQ(queue.GetMaterial(L::Point)->GetName(), "sys.point");
+    EXPECT_FALSE(queue.GetMaterial(L::TransparentFace));
+
+    auto faceMaterial = MeshPhongMaterial::Create("own.face");
+    auto face = Shape(PRIMITIVE_TRIANGLES, faceMaterial);
+    auto bareFace = Shape(PRIMITIVE_TRIANGLES, nullptr);
+    auto line = Shape(PRIMITIVE_LINES, nullptr);
+    auto point = Shape(PRIMITIVE_POINTS, nullptr);
+    auto clear = Shape(PRIMITIVE_TRIANGLES, Transparent("own.clear"));
+    auto edgeOverride = BasicMaterial::Create("override.edge");
+    ModelRenderContext context(nullptr, &queue);
+    for (auto [p, m] : std::vector<std::pair<std::shared_ptr<PrimitiveShape>, MaterialInstance*>>{
+             {face, nullptr}, {bareFace, nullptr}, {line, edgeOverride.get()}, {point, nullptr}, {clear, nullptr}}) {
+        RenderItem item(p.get(), m, glm::mat4(1.0f), 1.0f);
+        context.AddItem(item);
+    }
+
+    queue.Render(&device);
+    EXPECT_EQ(device.CallsWithout("SetUniform"),
+              (std::vector<std::string>{"SetPolygonOffset(1,1,1)", "_ActiveMaterial(own.face)", DrawOf(face),
+                                        "_ActiveMaterial(sys.opacity)", DrawOf(bareFace), "SetPolygonOffset(0,0,0)",
+                                        "_ActiveMaterial(override.edge)", DrawOf(line), "_ActiveMaterial(sys.point)",
+                                        DrawOf(point), "_ActiveMaterial(own.clear)", DrawOf(clear)}));
+
+    // With lights, faces go through the light manager (which activates through the device).
+    device.Clear();
+    LightManager lights;
+    queue.Render(&device, &lights);
+    EXPECT_EQ(device.Count("SetPolygonOffset"), 2u);
+    EXPECT_EQ(device.Count("Draw("), 5u);
+
+    // An override material: activated once, all lists in index order, no offsets.
+    device.Clear();
+    auto depth = MeshPhongMaterial::Create("depth.override");
+    queue.Render(&device, nullptr, depth.get());
+    EXPECT_EQ(device.CallsWithout("SetUniform"),
+              (std::vector<std::string>{"_ActiveMaterial(depth.override)", DrawOf(line), DrawOf(point), DrawOf(face),
+                                        DrawOf(bareFace), DrawOf(clear)}));
+
+    // Default materials: once per list; a list without one is skipped with a warning.
+    device.Clear();
+    orvtest::LogCapture log;
+    queue.RenderWithDefaultMaterial(&device);
+    EXPECT_EQ(device.CallsWithout("SetUniform"),
+              (std::vector<std::string>{"ActiveMaterial(sys.line)", DrawOf(line), "ActiveMaterial(sys.point)",
+                                        DrawOf(point), "ActiveMaterial(sys.opacity)", DrawOf(face), DrawOf(bareFace)}));
+    EXPECT_EQ(log.warnings, std::vector<std::string>{"Default material is null!"});
+}
+
+TEST(PrepareSceneVisitor, CullsHiddenAndOutsideSubtrees)
+{
+    auto camera = std::make_shared<Camera>(200, 200, glm::vec3(0, 0, 100), glm::vec3(0.0f), glm::vec3(0, 1, 0));
+    RenderQuene queue;
+    ModelRenderContext context(camera, &queue);
+    auto inside = std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 0, 0, 1));
+    auto outside = std::make_shared<PrimitiveSceneNode>(orvtest::Square(5000, 0, 0, 1));
+    auto outsideNoCull = std::make_shared<PrimitiveSceneNode>(orvtest::Square(-5000, 0, 0, 1));
+    outsideNoCull->SetCulling(false);
+    auto hidden = std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 0, 1, 1));
+    hidden->SetVisible(false);
+    auto farGroup = std::make_shared<GroupSceneNode>();
+    farGroup->AddNode(std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 9000, 0, 1)));
+    auto root = std::make_shared<GroupSceneNode>();
+    for (const auto& n : std::vector<std::shared_ptr<SceneNode>>{inside, outside, outsideNoCull, hidden, farGroup})
+        root->AddNode(n);
+    root->UpdateTransform(glm::mat4(1.0f));
+
+    PrepareSceneVisitor visitor(context);
+    root->Accept(visitor);
+    const RenderList& faces = queue.GetRenderList(L::Face);
+    ASSERT_EQ(faces.GetItemCount(), 2u);
+    std::vector<PrimitiveShape*> got{faces.GetAt(0).GetPrimitive(), faces.GetAt(1).GetPrimitive()};
+    EXPECT_NE(std::find(got.begin(), got.end(), inside->GetPrimitive().get()), got.end());
+    EXPECT_NE(std::find(got.begin(), got.end(), outsideNoCull->GetPrimitive().get()), got.end());
+}

@@ -2,6 +2,8 @@
 
 #include <orvcommon/Logger.h>
 #include <orvcore/pick/PickNodeByFrustumVisitor.h>
+#include <orvcore/scene/Scene.h>
+#include <orvcore/scene/SceneManager.h>
 #include <orvcore/scene/SceneNode.h>
 
 namespace orvcore {
@@ -16,6 +18,26 @@ FrustumCaster::FrustumCaster(const std::shared_ptr<Camera>& camera, unsigned int
         return;
     }
     m_Frustum->Initialize(glm::vec2(first), glm::vec2(second), *camera);
+}
+
+std::size_t FrustumCaster::HitTest(const std::shared_ptr<Scene>& scene)
+{
+    Clear();
+    if (!scene)
+        return 0;
+    PickNodeByFrustumVisitor visitor(*this);
+    scene->Accept(visitor);
+    return m_Intersects.size();
+}
+
+std::size_t FrustumCaster::HitTest(const std::shared_ptr<SceneManager>& manager)
+{
+    Clear();
+    if (!manager)
+        return 0;
+    PickNodeByFrustumVisitor visitor(*this);
+    visitor.Visit(manager);
+    return m_Intersects.size();
 }
 
 std::size_t FrustumCaster::HitTest(const std::shared_ptr<SceneNode>& node)

@@ -15,6 +15,8 @@
 
 namespace orvcore {
 
+class Scene;
+class SceneManager;
 class SceneNode;
 
 /// Rectangle (rubber-band) picking: every visible, pickable node whose world
@@ -28,6 +30,10 @@ public:
     FrustumCaster(const std::shared_ptr<Camera>& camera, unsigned int pickFilter, const glm::ivec2& first,
                   const glm::ivec2& second);
 
+    /// Clears and walks a scene, every scene of a manager in order, or one
+    /// subtree; returns the count (no sorting).
+    std::size_t HitTest(const std::shared_ptr<Scene>& scene);
+    std::size_t HitTest(const std::shared_ptr<SceneManager>& manager);
     std::size_t HitTest(const std::shared_ptr<SceneNode>& node);
 
     bool Intersects(const AxisAlignedBox& box) const;

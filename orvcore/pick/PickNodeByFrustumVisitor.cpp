@@ -4,6 +4,8 @@
 #include <orvcore/scene/GeneralSceneNode.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>
+#include <orvcore/scene/Scene.h>
+#include <orvcore/scene/SceneManager.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 
 namespace orvcore {
@@ -11,6 +13,16 @@ namespace orvcore {
 bool PickNodeByFrustumVisitor::Admit(const SceneNode& node) const
 {
     return node.GetVisible() && node.GetPickable() && m_Caster.Intersects(node.GetWorldBBox());
+}
+
+void PickNodeByFrustumVisitor::Visit(const std::shared_ptr<SceneManager>& manager)
+{
+    if (!manager)
+        return;
+    for (const auto& scene : *manager) {
+        if (scene)
+            scene->Accept(*this);
+    }
 }
 
 void PickNodeByFrustumVisitor::Visit(GeneralSceneNode* node)

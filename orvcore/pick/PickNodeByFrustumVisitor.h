@@ -1,10 +1,13 @@
 #pragma once
 
+#include <memory>
+
 #include <orvcore/scene/SceneVisitor.h>
 
 namespace orvcore {
 
 class FrustumCaster;
+class SceneManager;
 class SceneNode;
 
 /// Walks a scene for a `FrustumCaster`: a node is considered when it is
@@ -14,6 +17,9 @@ class PickNodeByFrustumVisitor : public SceneVisitor {
 public:
     explicit PickNodeByFrustumVisitor(FrustumCaster& caster) : m_Caster(caster) {}
 
+    using SceneVisitor::Visit;
+    /// Accepts the visitor into every scene of the manager in order.
+    void Visit(const std::shared_ptr<SceneManager>& manager);
     void Visit(GeneralSceneNode* node) override;
     void Visit(GroupSceneNode* node) override;
     void Visit(ShapeSceneNode* node) override;

@@ -4,6 +4,8 @@
 #include <orvcommon/Sphere.h>
 #include <orvkernel/CameraOperator.h>
 #include <orvcore/pick/PickNodeByRayVisitor.h>
+#include <orvcore/scene/Scene.h>
+#include <orvcore/scene/SceneManager.h>
 #include <orvcore/scene/SceneNode.h>
 
 #include <algorithm>
@@ -16,6 +18,31 @@ namespace orvcore {
 Raycaster::Raycaster(const std::shared_ptr<Camera>& camera, unsigned int pickFilter, int x, int y)
     : m_PickFilter(pickFilter), m_Ray(CameraOperator::WindowPointToRay(camera, x, y)), m_Camera(camera)
 {
+}
+
+std::size_t Raycaster::HitTest(const std::shared_ptr<Scene>& scene)
+{
+    Clear();
+    if (!scene)
+        return 0;
+    PickNodeByRayVisitor visitor(*this, true);
+    scene->Accept(visitor);
+    return Sort();
+}
+
+std::size_t Raycaster::HitTest(const std::shared_ptr<SceneManager>& manager) { return HitTest(manager, true); }
+
+std::size_t Raycaster::HitTest(const std::shared_ptr<SceneManager>& manager, bool respectPickable)
+{
+    Clear();
+    if (!manager)
+        return 0;
+    PickNodeByRayVisitor visitor(*this, respectPickable);
+    for (const auto& scene : *manager) {
+        if (scene)
+            scene->Accept(visitor);
+    }
+    return Sort();
 }
 
 std::size_t Raycaster::HitTest(const std::shared_ptr<SceneNode>& node)

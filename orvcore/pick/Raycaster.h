@@ -14,6 +14,8 @@
 
 namespace orvcore {
 
+class Scene;
+class SceneManager;
 class SceneNode;
 
 /// Ray picking: what lies under a window point.
@@ -28,6 +30,13 @@ class Raycaster {
 public:
     Raycaster(const std::shared_ptr<Camera>& camera, unsigned int pickFilter, int x, int y);
 
+    /// Clears, walks one scene (respecting `Pickable`), sorts; returns the count.
+    std::size_t HitTest(const std::shared_ptr<Scene>& scene);
+    /// Clears, walks every scene of the manager in order, sorts all hits once.
+    std::size_t HitTest(const std::shared_ptr<SceneManager>& manager);
+    /// As above; with `respectPickable` false non-pickable nodes are tested
+    /// too (tools that must reach them).
+    std::size_t HitTest(const std::shared_ptr<SceneManager>& manager, bool respectPickable);
     /// Clears, walks one subtree (respecting `Pickable`), sorts; returns the count.
     std::size_t HitTest(const std::shared_ptr<SceneNode>& node);
 

@@ -2,6 +2,8 @@
 #include <orvcore/pick/Raycaster.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>
+#include <orvcore/scene/Scene.h>
+#include <orvcore/scene/SceneManager.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 
 #include <cmath>
@@ -243,4 +245,27 @@ TEST(Raycaster, UpdateSceneNodeFillsOnlyMissingNodes)
     EXPECT_EQ(caster.GetIntersects()[1].GetNode(), a.get());
     EXPECT_EQ(caster.Sort(), 2u);
     EXPECT_EQ(caster.GetTopItem().GetNode(), a.get());
+}
+
+TEST(Raycaster, ScenesOfAManagerMergeIntoOneSortedList)
+{
+    auto manager = std::make_shared<SceneManager>(200, 200);
+    manager->SetCoodinateGrid(nullptr);
+    auto camera = manager->GetCamera(); // orthographic, looking down -Z from z = 500
+    auto low = std::make_shared<PrimitiveSceneNode>(Square(0, 0, -10, 5));
+    auto high = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 20, 5));
+    auto mid = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 5, 5));
+    manager->GetScene()->AddNode(low);
+    manager->GetTempScene()->AddNode(high);
+    manager->GetScene()->AddNode(mid);
+    mid->SetPickable(false);
+    manager->UpdateWorld();
+
+    Raycaster caster(camera, 7, kCx, kCy);
+    ASSERT_EQ(caster.HitTest(manager), 2u);
+    EXPECT_EQ(caster.GetIntersects()[0].GetNode(), high.get()); // from the second scene, nearest
+    EXPECT_EQ(caster.GetIntersects()[1].GetNode(), low.get());
+    ASSERT_EQ(caster.HitTest(manager, false), 3u);
+    EXPECT_EQ(caster.GetIntersects()[1].GetNode(), mid.get());
+    EXPECT_EQ(caster.HitTest(manager->GetTempScene()), 1u);
 }

@@ -1,0 +1,7 @@
+#include <orvcore/pick/GripCollector.h>
+
+namespace orvcore {
+
+GripCollector::~GripCollector() = default;
+
+} // namespace orvcore

@@ -104,16 +104,19 @@ bool Frustum::IsVisible(const AxisAlignedBox& box) const
         return false;
     if (box.isInfinite() || m_Everything)
         return true;
+    // Centre-extent form of the positive-corner test: the box is outside a
+    // plane when its centre lies farther outside than its half size reaches
+    // along the normal.
     const glm::vec3& lo = box.getMinimum();
     const glm::vec3& hi = box.getMaximum();
-    for (const glm::vec4& plane : m_Planes) {
-        // The corner farthest along the normal: if it is outside, all are.
-        const glm::vec3 positive(plane.x >= 0.0f ? hi.x : lo.x, plane.y >= 0.0f ? hi.y : lo.y,
-                                 plane.z >= 0.0f ? hi.z : lo.z);
-        if (glm::dot(glm::vec3(plane), positive) + plane.w < 0.0f)
-            return false;
+    const float cx = (lo.x + hi.x) * 0.5f, cy = (lo.y + hi.y) * 0.5f, cz = (lo.z + hi.z) * 0.5f;
+    const float hx = (hi.x - lo.x) * 0.5f, hy = (hi.y - lo.y) * 0.5f, hz = (hi.z - lo.z) * 0.5f;
+    bool outside = false;
+    for (const glm::vec4& p : m_Planes) {
+        const float reach = std::fabs(p.x) * hx + std::fabs(p.y) * hy + std::fabs(p.z) * hz;
+        outside |= p.x * cx + p.y * cy + p.z * cz + p.w + reach < 0.0f;
     }
-    return true;
+    return !outside;
 }
 
 bool Frustum::IsVisible(const glm::vec3& point) const

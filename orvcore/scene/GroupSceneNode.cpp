@@ -49,6 +49,7 @@ void GroupSceneNode::UpdateTransform(const glm::mat4& parentWorld)
 {
     Math::Multiply(parentWorld, m_Transform, m_WorldTransform);
     m_BoundingBox.setNull();
+    m_ParentBoxValid = false;
 
     if (!m_OrderValid) {
         m_Order.clear();

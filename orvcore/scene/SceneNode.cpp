@@ -2,6 +2,8 @@
 
 #include <orvcommon/Math.h>
 
+#include <cstring>
+
 namespace orvcore {
 
 SceneNode::~SceneNode()
@@ -14,19 +16,31 @@ std::shared_ptr<SceneNode> SceneNode::Clone() const { return {}; }
 
 void SceneNode::UpdateTransform(const glm::mat4& parentWorld)
 {
-    Math::Multiply(parentWorld, m_Transform, m_WorldTransform);
-    m_WorldBBox = m_BoundingBox;
-    m_WorldBBox.transform(m_WorldTransform);
+    glm::mat4 world;
+    Math::Multiply(parentWorld, m_Transform, world);
+    // Siblings of a moved node usually land on the same world matrix: their
+    // box stays valid (a bitwise compare, so any change recomputes).
+    if (!m_WorldBoxValid || std::memcmp(&world, &m_WorldTransform, sizeof(world)) != 0) {
+        m_WorldTransform = world;
+        m_WorldBBox = m_BoundingBox;
+        m_WorldBBox.transform(m_WorldTransform);
+        m_WorldBoxValid = true;
+    }
     m_UpdateVersion = 0;
 }
 
 AxisAlignedBox SceneNode::ComputeBoundingBox(const glm::mat4* matrix) const
 {
+    if (!matrix) {
+        if (!m_ParentBoxValid) {
+            m_ParentBox = m_BoundingBox;
+            m_ParentBox.transform(m_Transform);
+            m_ParentBoxValid = true;
+        }
+        return m_ParentBox;
+    }
     AxisAlignedBox box = m_BoundingBox;
-    if (matrix)
-        box.transform(*matrix * m_Transform);
-    else
-        box.transform(m_Transform);
+    box.transform(*matrix * m_Transform);
     return box;
 }
 
@@ -50,8 +64,10 @@ void SceneNode::CopyBaseProperties(const SceneNode& other)
     m_UserId = other.m_UserId;
     m_Transform = other.m_Transform;
     m_BoundingBox = other.m_BoundingBox;
+    m_ParentBoxValid = false;
     m_WorldTransform = other.m_WorldTransform;
     m_WorldBBox = other.m_WorldBBox;
+    m_WorldBoxValid = false;
     m_CastShadow = other.m_CastShadow;
     m_Visible = other.m_Visible;
 }

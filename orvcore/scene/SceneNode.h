@@ -47,12 +47,21 @@ public:
     void SetUserId(const uint64_t& id) { m_UserId = id; }
 
     const glm::mat4& GetTransform() const { return m_Transform; }
-    void SetTransform(const glm::mat4& transform) { m_Transform = transform; }
+    void SetTransform(const glm::mat4& transform)
+    {
+        m_Transform = transform;
+        m_ParentBoxValid = false;
+    }
     const glm::mat4& GetWorldTransform() const { return m_WorldTransform; }
 
     const AxisAlignedBox& GetBoundingBox() const { return m_BoundingBox; }
     /// Sets the local box; the world box follows at the next update.
-    void SetBoundingBox(const AxisAlignedBox& box) { m_BoundingBox = box; }
+    void SetBoundingBox(const AxisAlignedBox& box)
+    {
+        m_BoundingBox = box;
+        m_ParentBoxValid = false;
+        m_WorldBoxValid = false;
+    }
     const AxisAlignedBox& GetWorldBBox() const { return m_WorldBBox; }
 
     const bool& GetCastShadow() const { return m_CastShadow; }
@@ -101,6 +110,7 @@ protected:
     {
         m_WorldTransform = world;
         m_WorldBBox = worldBox;
+        m_WorldBoxValid = false;
         m_UpdateVersion = 0;
     }
 
@@ -118,6 +128,13 @@ private:
     uint32_t m_UpdateVersion = 1;
     std::shared_ptr<MaterialInstance> m_OverrideFaceMaterial;
     std::shared_ptr<MaterialInstance> m_OverrideEdgeMaterial;
+    // The local box in the parent's coordinates (the box by Transform), kept
+    // between updates: most nodes do not move while their groups do.
+    mutable AxisAlignedBox m_ParentBox;
+    mutable bool m_ParentBoxValid = false;
+    // Whether WorldBBox is BoundingBox by WorldTransform: an update that
+    // lands on the same world matrix then keeps the box.
+    bool m_WorldBoxValid = false;
 
     friend class GroupSceneNode;
 };

@@ -163,3 +163,24 @@ TEST(SceneNode, CastsAreCheckedAndVisitorsDispatchOnce)
     // General node defaults: no hits, not a document.
     EXPECT_FALSE(leaf.IsDocumentNode());
 }
+
+TEST(SceneNode, CachedBoxesFollowEveryChange)
+{
+    auto root = std::make_shared<GroupSceneNode>();
+    auto leaf = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    root->AddNode(leaf);
+    root->UpdateTransform(glm::mat4(1.0f));
+    root->UpdateTransform(glm::mat4(1.0f)); // same matrices again
+
+    leaf->SetBoundingBox(AxisAlignedBox(glm::vec3(0.0f), glm::vec3(3.0f))); // same world matrix, new box
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(leaf->GetWorldBBox(), AxisAlignedBox(glm::vec3(0.0f), glm::vec3(3.0f)));
+    EXPECT_EQ(root->GetBoundingBox(), AxisAlignedBox(glm::vec3(0.0f), glm::vec3(3.0f)));
+
+    root->UpdateTransform(Translate(1, 0, 0)); // new parent matrix
+    EXPECT_EQ(leaf->GetWorldBBox(), AxisAlignedBox(glm::vec3(1, 0, 0), glm::vec3(4, 3, 3)));
+    leaf->SetTransform(Translate(0, 2, 0)); // new local matrix: the parent-space box follows
+    EXPECT_EQ(leaf->ComputeBoundingBox(nullptr), AxisAlignedBox(glm::vec3(0, 2, 0), glm::vec3(3, 5, 3)));
+    root->UpdateTransform(Translate(1, 0, 0));
+    EXPECT_EQ(root->GetWorldBBox(), AxisAlignedBox(glm::vec3(1, 2, 0), glm::vec3(4, 5, 3)));
+}

@@ -1,0 +1,160 @@
+#include <orvcore/pick/SelectionManager.h>
+#include <orvcore/render/ColorBackground.h>
+#include <orvcore/scene/GroupSceneNode.h>
+#include <orvcore/scene/Scene.h>
+#include <orvcore/scene/Scene2D.h>
+#include <orvcore/scene/SceneManager.h>
+#include <orvcore/widget/PlanarGridWidget.h>
+
+#include <glm/gtc/matrix_transform.hpp>
+#include <gtest/gtest.h>
+
+#include "LogCapture.h"
+#include "TestNodes.h"
+
+using namespace orvcore;
+using orvtest::MakeLeaf;
+
+namespace {
+glm::mat4 Translate(float x, float y, float z) { return glm::translate(glm::mat4(1.0f), glm::vec3(x, y, z)); }
+} // namespace
+
+TEST(Scene, AddPlacesNodesOnceAndRefusesBadOnes)
+{
+    orvtest::LogCapture log;
+    Scene scene;
+    scene.SetWorldTransform(Translate(0, 0, 10));
+    auto node = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    node->SetTransform(Translate(5, 0, 0));
+
+    const uint64_t id = scene.AddNode(node);
+    EXPECT_EQ(id, node->GetId());
+    EXPECT_EQ(node->GetWorldTransform(), Translate(5, 0, 10)); // placed at once
+    EXPECT_EQ(scene.AddNode(node), id);                        // twice: same id, stored once
+    EXPECT_EQ(scene.GetNodes().size(), 1u);
+    EXPECT_EQ(scene.GetWorldBBox(), AxisAlignedBox(glm::vec3(5, 0, 10), glm::vec3(6, 1, 11)));
+    EXPECT_EQ(node->GetParent(), nullptr);
+
+    EXPECT_EQ(scene.AddNode(nullptr), 0u);
+    auto group = std::make_shared<GroupSceneNode>();
+    auto child = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    group->AddNode(child);
+    EXPECT_EQ(scene.AddNode(child), 0u);
+    EXPECT_EQ(log.warnings, (std::vector<std::string>{"Node is null!", "Parent should be null!"}));
+    EXPECT_EQ(scene.FindNode(id), node);
+    EXPECT_FALSE(scene.FindNode(12345678));
+}
+
+TEST(Scene, UpdateWorldTouchesOnlyDirtyNodes)
+{
+    Scene scene;
+    auto a = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    auto b = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    scene.AddNode(a);
+    scene.AddNode(b);
+    b->SetTransform(Translate(10, 0, 0));
+
+    // Removal keeps the box until the next update.
+    EXPECT_TRUE(scene.RemoveNode(b->GetId()));
+    EXPECT_FALSE(scene.RemoveNode(b->GetId()));
+    EXPECT_EQ(scene.GetWorldBBox().getMaximum().x, 1.0f);
+    scene.AddNode(b); // clean at add time? it is dirty only if requested
+    scene.UpdateWorld();
+
+    // Moving the scene reaches only nodes that were marked.
+    scene.SetWorldTransform(Translate(0, 0, 5));
+    a->RequstUpdate();
+    scene.UpdateWorld();
+    EXPECT_EQ(a->GetWorldTransform(), Translate(0, 0, 5));
+    EXPECT_EQ(b->GetWorldTransform(), glm::mat4(1.0f)); // clean: not recomputed
+    EXPECT_EQ(scene.GetWorldBBox(), AxisAlignedBox(glm::vec3(0, 0, 0), glm::vec3(1, 1, 6)));
+
+    int n = 0;
+    for (auto it = scene.CreateIterator(); it->More(); it->Next())
+        ++n;
+    EXPECT_EQ(n, 2);
+    scene.Clear();
+    EXPECT_TRUE(scene.GetWorldBBox().isNull());
+    EXPECT_EQ(Scene::Cast(static_cast<GfxObject*>(&scene)), &scene);
+}
+
+TEST(SceneManager, ConstructionDefaults)
+{
+    SceneManager manager(640, 480);
+    ASSERT_EQ(manager.GetScenes().size(), 2u);
+    EXPECT_NE(manager.GetScene(), manager.GetTempScene());
+    ASSERT_TRUE(manager.GetCamera());
+    EXPECT_EQ(manager.GetCamera()->GetProjectionType(), uint32_t(Camera::PROJECTION_ORTHOGRAPHIC));
+    EXPECT_EQ(manager.GetCamera()->GetWidth(), 640u);
+    EXPECT_EQ(manager.GetCamera()->GetEye(), glm::vec3(0, 0, 500));
+    EXPECT_TRUE(manager.GetSelection());
+    EXPECT_TRUE(manager.GetScene2D());
+    EXPECT_TRUE(std::dynamic_pointer_cast<ColorBackground>(manager.GetBackground()));
+    auto* grid = PlanarGridWidget::Cast(manager.GetCoodinateGrid().get());
+    ASSERT_NE(grid, nullptr);
+    EXPECT_EQ(grid->GetCellSize(), 50.0f);
+    EXPECT_EQ(grid->GetCellCountX(), 10u);
+    ASSERT_NE(manager.GetLightManager(), nullptr);
+    EXPECT_EQ(manager.GetLightManager()->GetLights().size(), 1u);
+    EXPECT_EQ(manager.GetDisplayFilter(), 7u);
+}
+
+TEST(SceneManager, BoxesFollowScenesAndTheVisibleGrid)
+{
+    SceneManager manager(100, 100);
+    manager.GetScene()->AddNode(MakeLeaf(glm::vec3(0.0f), glm::vec3(10.0f)));
+    manager.GetTempScene()->AddNode(MakeLeaf(glm::vec3(-5.0f), glm::vec3(0.0f)));
+    manager.UpdateWorld(true);
+    EXPECT_EQ(manager.GetSceneBBox(), AxisAlignedBox(glm::vec3(-5.0f), glm::vec3(10.0f)));
+    // The grid (10 x 10 cells of 50) widens the view box only.
+    EXPECT_EQ(manager.GetWorldBBox().getMinimum().x, -250.0f);
+    manager.GetCoodinateGrid()->SetVisible(false);
+    manager.UpdateWorld(false);
+    EXPECT_EQ(manager.GetWorldBBox(), manager.GetSceneBBox());
+    manager.SetCoodinateGrid(nullptr);
+    manager.UpdateWorld();
+    EXPECT_EQ(manager.GetWorldBBox(), manager.GetSceneBBox());
+}
+
+TEST(SceneManager, AddFindRemoveAndClearScenes)
+{
+    orvtest::LogCapture log;
+    SceneManager manager(100, 100);
+    auto keep = manager.GetTempScene()->AddNode(MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f)));
+    manager.GetScene()->AddNode(MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f)));
+    std::vector<std::shared_ptr<Scene>> extra;
+    for (int i = 0; i < 3; ++i) {
+        extra.push_back(std::make_shared<Scene>());
+        EXPECT_EQ(manager.AddScene(extra.back()), extra.back()->GetObjectId());
+    }
+    EXPECT_EQ(manager.AddScene(nullptr), 0u);
+    EXPECT_EQ(log.warnings, std::vector<std::string>{"scene is null!"});
+    EXPECT_EQ(manager.FindScene(extra[1]->GetObjectId()), extra[1]);
+    EXPECT_TRUE(manager.RemoveScene(extra[1]->GetObjectId()));
+    EXPECT_FALSE(manager.RemoveScene(extra[1]->GetObjectId()));
+    EXPECT_EQ(manager.GetScenes()[3], extra[2]); // order kept
+
+    manager.Clear();
+    ASSERT_EQ(manager.GetScenes().size(), 2u);
+    EXPECT_TRUE(manager.GetScene()->GetNodes().empty());
+    EXPECT_TRUE(manager.GetTempScene()->FindNode(keep)); // the temporary scene keeps its nodes
+    EXPECT_TRUE(manager.GetSceneBBox().isNull());
+}
+
+TEST(SceneManager, DisplayFiltersAndSelectionForwarding)
+{
+    SceneManager manager(100, 100);
+    manager.ClearDisplayFilter(SHAPE_FILTER_VERTEX);
+    EXPECT_EQ(manager.GetDisplayFilter(), 6u);
+    manager.AddDisplayFilter(SHAPE_FILTER_SHAPE);
+    EXPECT_EQ(manager.GetDisplayFilter(), 22u);
+    manager.ResetDisplayFilters();
+    EXPECT_EQ(manager.GetDisplayFilter(), 7u);
+
+    auto node = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    manager.GetScene()->AddNode(node);
+    EXPECT_TRUE(manager.Select(node->GetObjectId()));
+    EXPECT_TRUE(manager.SelectSubShape(node->GetObjectId(), SHAPE_FILTER_EDGE, 2));
+    EXPECT_FALSE(manager.Select(ElementId(3)));
+    EXPECT_EQ(manager.GetSelection()->GetSelection()->GetCount(), 2u);
+}

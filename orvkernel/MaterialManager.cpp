@@ -33,6 +33,7 @@ MaterialManager::MaterialManager()
         {"ext/dark_depth", 0u},
         {"ext/HorizontalBlur", 0u},
         {"ext/VerticalBlur", 0u},
+        {"raw", 0u}, // programs from a RawShader's own sources
     };
     for (const BuiltIn& builtIn : builtIns)
         m_Templates[builtIn.name] = std::make_shared<MaterialTemplate>(builtIn.name, builtIn.options);

@@ -1,9 +1,12 @@
 #include <orvcore/render/ColorBackground.h>
 
+#include <orvcore/render/Renderer.h>
+
 namespace orvcore {
 
-// A frame reaches the device through the renderer, which hands it to
-// ClearView; this entry point has nothing of its own to draw.
-void ColorBackground::Render(Renderer*, const std::shared_ptr<Camera>&) {}
+void ColorBackground::Render(Renderer* renderer, const std::shared_ptr<Camera>&)
+{
+    ClearView(renderer ? renderer->GetDevice() : nullptr);
+}
 
 } // namespace orvcore

@@ -1,0 +1,7 @@
+#include <orvcore/render/ShadowRender.h>
+
+namespace orvcore {
+
+ShadowRender::~ShadowRender() = default;
+
+} // namespace orvcore

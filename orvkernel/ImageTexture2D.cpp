@@ -1,6 +1,7 @@
 #include <orvkernel/ImageTexture2D.h>
 
 #include <orvcommon/Logger.h>
+#include <orvkernel/ImageDecoder.h>
 
 #include <cstring>
 
@@ -11,8 +12,49 @@ ImageTexture2D::ImageTexture2D(unsigned int width, unsigned int height, const ui
     SetImage(width, height, rgba);
 }
 
+bool ImageTexture2D::Load(const std::string& path)
+{
+    m_PendingPath.clear();
+    unsigned int w = 0, h = 0;
+    std::vector<uint8_t> pixels;
+    if (!ImageDecoder::Decode(path, w, h, pixels) || w > kMaxSize || h > kMaxSize) {
+        SetImage(0, 0, nullptr);
+        return false;
+    }
+    m_Width = w;
+    m_Height = h;
+    m_Pixels = std::move(pixels);
+    RaiseVersion();
+    return true;
+}
+
+void ImageTexture2D::LoadAsync(const std::string& path)
+{
+    m_PendingPath = path;
+    RaiseVersion();
+}
+
+void ImageTexture2D::Resolve() const
+{
+    if (m_PendingPath.empty())
+        return;
+    const std::string path = std::move(m_PendingPath);
+    m_PendingPath.clear();
+    unsigned int w = 0, h = 0;
+    std::vector<uint8_t> pixels;
+    if (ImageDecoder::Decode(path, w, h, pixels) && w <= kMaxSize && h <= kMaxSize) {
+        m_Width = w;
+        m_Height = h;
+        m_Pixels = std::move(pixels);
+    } else {
+        m_Width = m_Height = 0;
+        m_Pixels.clear();
+    }
+}
+
 void ImageTexture2D::SetImage(unsigned int width, unsigned int height, const uint8_t* rgba)
 {
+    m_PendingPath.clear();
     if (width > kMaxSize || height > kMaxSize) {
         Logger::Instance().Waring("Image size is invalid!");
         return;

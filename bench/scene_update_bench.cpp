@@ -25,36 +25,43 @@ std::shared_ptr<SceneNode> Leaf(int i)
     return leaf;
 }
 
-void BM_UpdateFlatGroup(benchmark::State& state)
+std::shared_ptr<GroupSceneNode> FlatGroup()
 {
     auto root = std::make_shared<GroupSceneNode>();
     for (int i = 0; i < kNodes; ++i)
         root->AddNode(Leaf(i));
-    const glm::mat4 identity(1.0f);
-    for (auto _ : state) {
-        root->UpdateTransform(identity);
-        benchmark::DoNotOptimize(root->GetWorldBBox());
-    }
+    return root;
+}
+
+void ReportPerNode(benchmark::State& state)
+{
     state.counters["time_per_node"] =
         benchmark::Counter(double(kNodes), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
     state.SetItemsProcessed(state.iterations() * kNodes);
 }
 
+void BM_UpdateFlatGroup(benchmark::State& state)
+{
+    auto root = FlatGroup();
+    const glm::mat4 identity(1.0f);
+    for (auto _ : state) {
+        root->UpdateTransform(identity);
+        benchmark::DoNotOptimize(root->GetWorldBBox());
+    }
+    ReportPerNode(state);
+}
+
 // The same group moved every iteration: every world matrix and box changes.
 void BM_UpdateFlatGroupMoving(benchmark::State& state)
 {
-    auto root = std::make_shared<GroupSceneNode>();
-    for (int i = 0; i < kNodes; ++i)
-        root->AddNode(Leaf(i));
+    auto root = FlatGroup();
     float x = 0.0f;
     for (auto _ : state) {
         x += 1.0f;
         root->UpdateTransform(glm::translate(glm::mat4(1.0f), glm::vec3(x, 0.0f, 0.0f)));
         benchmark::DoNotOptimize(root->GetWorldBBox());
     }
-    state.counters["time_per_node"] =
-        benchmark::Counter(double(kNodes), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-    state.SetItemsProcessed(state.iterations() * kNodes);
+    ReportPerNode(state);
 }
 
 // Ten levels: level sizes grow geometrically so that the whole tree holds
@@ -109,9 +116,7 @@ void BM_UpdateDeepTree(benchmark::State& state)
         root->UpdateTransform(glm::translate(glm::mat4(1.0f), glm::vec3(x, 0.0f, 0.0f)));
         benchmark::DoNotOptimize(root->GetWorldBBox());
     }
-    state.counters["time_per_node"] =
-        benchmark::Counter(double(kNodes), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
-    state.SetItemsProcessed(state.iterations() * kNodes);
+    ReportPerNode(state);
 }
 
 } // namespace

@@ -8,37 +8,18 @@
 #include <gtest/gtest.h>
 #include <orvkernel/CameraOperator.h>
 
+#include "PickFixture.h"
 #include "ShapeFactory.h"
 
 using namespace orvcore;
 using orvtest::Primitive;
+using orvtest::Root;
 using orvtest::Square;
 
-namespace {
-
-// Orthographic top view of a 200 x 200 window; world x = window x - 100 and
-// world y = 100 - window y, roughly (the exact scale does not matter here).
-std::shared_ptr<Camera> TopCamera()
-{
-    auto camera = std::make_shared<Camera>(200, 200, glm::vec3(0, 0, 100), glm::vec3(0.0f), glm::vec3(0, 1, 0));
-    camera->SetProjectionType(Camera::PROJECTION_ORTHOGRAPHIC);
-    return camera;
-}
-
-std::shared_ptr<GroupSceneNode> Root(std::initializer_list<std::shared_ptr<SceneNode>> nodes)
-{
-    auto root = std::make_shared<GroupSceneNode>();
-    for (const auto& n : nodes)
-        root->AddNode(n);
-    root->UpdateTransform(glm::mat4(1.0f));
-    return root;
-}
-
-} // namespace
 
 TEST(FrustumCaster, PicksBoxesTouchingTheRectangle)
 {
-    auto camera = TopCamera();
+    auto camera = orvtest::TopOrthoCamera();
     auto centre = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 2));
     auto straddling = std::make_shared<PrimitiveSceneNode>(Square(20, 0, 0, 2)); // box crosses the edge
     auto outside = std::make_shared<PrimitiveSceneNode>(Square(-30, 0, 0, 2));
@@ -69,7 +50,7 @@ TEST(FrustumCaster, PicksBoxesTouchingTheRectangle)
 
 TEST(FrustumCaster, ShapeMembersAndFilters)
 {
-    auto camera = TopCamera();
+    auto camera = orvtest::TopOrthoCamera();
     auto shape = std::make_shared<ShapeSceneNode>(std::make_shared<CompoundShape>(
         std::vector<std::shared_ptr<PrimitiveShape>>{Primitive(PRIMITIVE_POINTS, {{0, 0, 0}}),
                                                      Primitive(PRIMITIVE_LINES, {{0, 0, 0}, {1, 0, 0}}),
@@ -100,7 +81,7 @@ TEST(FrustumCaster, ShapeMembersAndFilters)
 
 TEST(FrustumCaster, PartPickingFollowsCornerOrder)
 {
-    auto camera = TopCamera();
+    auto camera = orvtest::TopOrthoCamera();
     EXPECT_FALSE(FrustumCaster(camera, 7, glm::ivec2(10, 50), glm::ivec2(100, 20)).GetPartPicking());
     EXPECT_TRUE(FrustumCaster(camera, 7, glm::ivec2(10, 20), glm::ivec2(100, 50)).GetPartPicking());
     EXPECT_EQ(FrustumCaster(camera, 7, glm::ivec2(0), glm::ivec2(1)).GetScreenThreshold(), 6.0f);

@@ -12,31 +12,17 @@
 #include <gtest/gtest.h>
 #include <orvkernel/CameraOperator.h>
 
+#include "PickFixture.h"
 #include "ShapeFactory.h"
 
 using namespace orvcore;
 using orvtest::Primitive;
+using orvtest::Root;
 using orvtest::Square;
 
 namespace {
 
 constexpr int kCx = 100, kCy = 100; // cursor at the centre of a 200 x 200 view
-
-std::shared_ptr<Camera> OrthoCamera()
-{
-    auto camera = std::make_shared<Camera>(200, 200, glm::vec3(0, 0, 100), glm::vec3(0.0f), glm::vec3(0, 1, 0));
-    camera->SetProjectionType(Camera::PROJECTION_ORTHOGRAPHIC);
-    return camera;
-}
-
-std::shared_ptr<GroupSceneNode> Root(std::initializer_list<std::shared_ptr<SceneNode>> nodes)
-{
-    auto root = std::make_shared<GroupSceneNode>();
-    for (const auto& n : nodes)
-        root->AddNode(n);
-    root->UpdateTransform(glm::mat4(1.0f));
-    return root;
-}
 
 // World point at depth plane z = 0 that appears (dx, dy) viewport pixels
 // from the cursor; nudged towards the cursor until the projected offset is
@@ -66,7 +52,7 @@ glm::vec3 PointAtPixelOffset(const Camera& camera, float dx, float dy)
 
 std::size_t PickPoint(const glm::vec3& p, unsigned filter = 7)
 {
-    auto camera = OrthoCamera();
+    auto camera = orvtest::TopOrthoCamera();
     // Two far points widen the node's box: the coarse bounding-sphere test
     // must not be what rejects the point under test.
     auto root = Root({std::make_shared<PrimitiveSceneNode>(
@@ -79,7 +65,7 @@ std::size_t PickPoint(const glm::vec3& p, unsigned filter = 7)
 
 TEST(Raycaster, ScreenThresholdIsAnInclusiveSquare)
 {
-    auto camera = OrthoCamera();
+    auto camera = orvtest::TopOrthoCamera();
     EXPECT_EQ(PickPoint(PointAtPixelOffset(*camera, 6.0f, 0.0f)), 1u);
     EXPECT_EQ(PickPoint(PointAtPixelOffset(*camera, 0.0f, 6.0f)), 1u);
     EXPECT_EQ(PickPoint(PointAtPixelOffset(*camera, -6.0f, -6.0f)), 1u); // a square, not a circle
@@ -100,7 +86,7 @@ TEST(Raycaster, ScreenThresholdIsAnInclusiveSquare)
 
 TEST(Raycaster, LinesWithinThresholdAndDistancesAreSquared)
 {
-    auto camera = OrthoCamera();
+    auto camera = orvtest::TopOrthoCamera();
     const glm::vec3 side = PointAtPixelOffset(*camera, 5.0f, 0.0f);
     auto line = std::make_shared<PrimitiveSceneNode>(
         Primitive(PRIMITIVE_LINES, {{side.x, -50, -20}, {side.x, 50, -20}})); // vertical line 5 px right
@@ -124,7 +110,7 @@ TEST(Raycaster, LinesWithinThresholdAndDistancesAreSquared)
 
 TEST(Raycaster, PickFilterSelectsPrimitiveKinds)
 {
-    auto camera = OrthoCamera();
+    auto camera = orvtest::TopOrthoCamera();
     auto point = std::make_shared<PrimitiveSceneNode>(Primitive(PRIMITIVE_POINTS, {{0, 0, 10}}));
     auto line = std::make_shared<PrimitiveSceneNode>(Primitive(PRIMITIVE_LINES, {{-5, 0, 5}, {5, 0, 5}}));
     auto face = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 5));
@@ -150,7 +136,7 @@ TEST(Raycaster, PickFilterSelectsPrimitiveKinds)
 
 TEST(Raycaster, HiddenAndNonPickableSubtrees)
 {
-    auto camera = OrthoCamera();
+    auto camera = orvtest::TopOrthoCamera();
     auto face = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 5));
     auto group = std::make_shared<GroupSceneNode>();
     group->AddNode(face);
@@ -212,7 +198,7 @@ TEST(Raycaster, TransformedNodesReportWorldHits)
 
 TEST(Raycaster, ShapeNodeReportsItsNearestPickableMember)
 {
-    auto camera = OrthoCamera();
+    auto camera = orvtest::TopOrthoCamera();
     // Members 0 and 1 are the same square (equal distance): the lower index wins.
     auto compound = std::make_shared<CompoundShape>(std::vector<std::shared_ptr<PrimitiveShape>>{
         Square(0, 0, 0, 3), Square(0, 0, 0, 3), Primitive(PRIMITIVE_POINTS, {{0, 0, 20}}), Square(0, 0, -5, 3)});
@@ -234,7 +220,7 @@ TEST(Raycaster, ShapeNodeReportsItsNearestPickableMember)
 
 TEST(Raycaster, UpdateSceneNodeFillsOnlyMissingNodes)
 {
-    auto camera = OrthoCamera();
+    auto camera = orvtest::TopOrthoCamera();
     Raycaster caster(camera, 7, kCx, kCy);
     auto a = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 1));
     auto b = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 1));

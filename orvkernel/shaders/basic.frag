@@ -1,0 +1,18 @@
+#include "fragment_common.glsl"
+
+// Unlit colour, optionally times the vertex colours and the texture "map".
+uniform vec3 color;
+uniform float opacity;
+uniform int useVertexColors;
+uniform int useMap;
+uniform sampler2D map;
+
+void main()
+{
+    vec4 result = vec4(color, opacity);
+    if (useVertexColors != 0)
+        result *= vIn.color;
+    if (useMap != 0)
+        result *= texture(map, vIn.uv);
+    fragColor = vec4(ApplyState(result.rgb), result.a);
+}

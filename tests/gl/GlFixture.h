@@ -1,0 +1,123 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <glm/vec3.hpp>
+#include <glm/vec4.hpp>
+
+#include <LogCapture.h>
+#include <orvkernel/BufferGeometry.h>
+#include <orvkernel/EglContext.h>
+#include <orvkernel/GlRenderDevice.h>
+#include <orvkernel/ImageTexture2D.h>
+
+namespace orvtest {
+
+/// A colour read back from the framebuffer.
+struct Rgba {
+    int r = 0;
+    int g = 0;
+    int b = 0;
+    int a = 0;
+};
+
+inline std::ostream& operator<<(std::ostream& out, const Rgba& c)
+{
+    return out << "(" << c.r << "," << c.g << "," << c.b << "," << c.a << ")";
+}
+
+/// Whether two colours agree within `tolerance` on every channel.
+inline bool Near(const Rgba& c, const Rgba& expected, int tolerance = 2)
+{
+    return std::abs(c.r - expected.r) <= tolerance && std::abs(c.g - expected.g) <= tolerance &&
+           std::abs(c.b - expected.b) <= tolerance && std::abs(c.a - expected.a) <= tolerance;
+}
+
+/// A headless context of kSize x kSize pixels with a device on it, the log
+/// captured. Every test ends with no GL error reported by the debug output
+/// and none pending.
+class GlTest : public ::testing::Test {
+protected:
+    static constexpr unsigned int kSize = 64;
+
+    void SetUp() override
+    {
+        context = orvcore::EglContext::Create(kSize, kSize);
+        ASSERT_TRUE(context) << "no headless OpenGL context";
+        device = std::make_unique<orvcore::GlRenderDevice>(context->GetFramebuffer(), kSize, kSize);
+    }
+
+    void TearDown() override
+    {
+        if (!context)
+            return;
+        device.reset();
+        EXPECT_EQ(context->GetGlErrorCount(), 0u);
+        EXPECT_EQ(context->TakeGlError(), 0u);
+        for (const std::string& text : log.others)
+            EXPECT_EQ(text.find("OpenGL error"), std::string::npos) << text;
+    }
+
+    /// Normalised device coordinates of a pixel position (bottom-left origin,
+    /// integers at pixel corners) of the default framebuffer.
+    static glm::vec3 Ndc(float x, float y, float z = 0.0f)
+    {
+        return glm::vec3(x / float(kSize) * 2.0f - 1.0f, y / float(kSize) * 2.0f - 1.0f, z);
+    }
+
+    /// Reads the current target once; `At` then answers from the copy.
+    void Read() { image = device->ReadPixels(); }
+    /// The pixel at column x, row y counted from the bottom.
+    Rgba At(unsigned int x, unsigned int y) const
+    {
+        const unsigned int row = image->GetHeight() - 1 - y;
+        const uint8_t* p = &image->GetPixels()[(std::size_t(row) * image->GetWidth() + x) * 4];
+        return Rgba{p[0], p[1], p[2], p[3]};
+    }
+    /// Pixels of a row (or column) whose red, green or blue exceeds 127.
+    int LitInRow(unsigned int y) const
+    {
+        int count = 0;
+        for (unsigned int x = 0; x < image->GetWidth(); ++x) {
+            const Rgba c = At(x, y);
+            count += (c.r > 127 || c.g > 127 || c.b > 127) ? 1 : 0;
+        }
+        return count;
+    }
+    int LitInColumn(unsigned int x) const
+    {
+        int count = 0;
+        for (unsigned int y = 0; y < image->GetHeight(); ++y) {
+            const Rgba c = At(x, y);
+            count += (c.r > 127 || c.g > 127 || c.b > 127) ? 1 : 0;
+        }
+        return count;
+    }
+
+    void ClearBlack()
+    {
+        device->SetClearColor(glm::vec4(0.0f, 0.0f, 0.0f, 1.0f));
+        device->ClearBuffers(orvcore::CLEAR_COLOR | orvcore::CLEAR_DEPTH);
+    }
+
+    /// Non-indexed geometry over explicit positions.
+    static std::shared_ptr<orvcore::BufferGeometry> Geometry(orvcore::EnumPrimitiveType type,
+                                                             const std::vector<glm::vec3>& points)
+    {
+        auto geometry = std::make_shared<orvcore::BufferGeometry>(type);
+        geometry->SetAttribute(orvcore::ATTRIBUTE_POSITION,
+                               std::make_shared<orvcore::BufferAttribute>(&points[0].x, points.size() * 3, 3));
+        return geometry;
+    }
+
+    LogCapture log;
+    std::unique_ptr<orvcore::EglContext> context;
+    std::unique_ptr<orvcore::GlRenderDevice> device;
+    std::shared_ptr<orvcore::ImageTexture2D> image;
+};
+
+} // namespace orvtest

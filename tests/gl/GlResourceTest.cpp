@@ -1,0 +1,311 @@
+#include "GlFixture.h"
+
+#include <orvkernel/BasicMaterial.h>
+#include <orvkernel/Camera.h>
+#include <orvkernel/GeometryBuilder.h>
+#include <orvkernel/GlShaderProgram.h>
+#include <orvkernel/ImageTextureCube.h>
+#include <orvkernel/MaterialManager.h>
+#include <orvkernel/PrimitiveShape.h>
+#include <orvkernel/RawShader.h>
+
+using namespace orvcore;
+using namespace orvtest;
+
+namespace {
+
+using GlResourceTest = GlTest;
+
+const Rgba kBlack{0, 0, 0, 255};
+const Rgba kWhite{255, 255, 255, 255};
+
+std::shared_ptr<PrimitiveShape> FullSquare(const std::shared_ptr<MaterialInstance>& material)
+{
+    return std::make_shared<PrimitiveShape>(GeometryBuilder::CreatePlane(2.0f, 2.0f), material);
+}
+
+TEST_F(GlResourceTest, UnchangedGeometryIsUploadedOnce)
+{
+    auto material = BasicMaterial::Create("m");
+    auto shape = FullSquare(material);
+    device->ActiveMaterial(material);
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    // Positions, normals, uv and the index.
+    const uint64_t first = device->GetUploadCount();
+    EXPECT_EQ(first, 4u);
+    for (int frame = 0; frame < 3; ++frame) {
+        device->ActiveMaterial(material);
+        device->Draw(shape.get(), glm::mat4(1.0f));
+    }
+    EXPECT_EQ(device->GetUploadCount(), first);
+
+    // A changed vertex re-uploads that attribute only.
+    auto positions = shape->GetGeometry()->GetPositions();
+    positions->SetVec3(0, glm::vec3(-1.0f, -1.0f, 0.5f));
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    EXPECT_EQ(device->GetUploadCount(), first + 1);
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    EXPECT_EQ(device->GetUploadCount(), first + 1);
+
+    // So does a new attribute object in a slot, even at the same version.
+    shape->GetGeometry()->SetAttribute(ATTRIBUTE_POSITION, positions->Clone());
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    EXPECT_EQ(device->GetUploadCount(), first + 2);
+    // And a new index list.
+    shape->GetGeometry()->SetIndex(shape->GetGeometry()->GetIndex()->Clone());
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    EXPECT_EQ(device->GetUploadCount(), first + 3);
+    EXPECT_EQ(device->GetGeometryCount(), 1u);
+}
+
+TEST_F(GlResourceTest, RepeatedActivationSetsNothingAgain)
+{
+    auto material = BasicMaterial::Create("m");
+    auto shape = FullSquare(material);
+    GlShaderProgram* program = device->GetProgram("basic");
+    ASSERT_NE(program, nullptr);
+    EXPECT_EQ(device->ActiveMaterial(material), program);
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    const uint64_t uniforms = program->GetUniformUploadCount();
+    device->ActiveMaterial(material);
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    EXPECT_EQ(program->GetUniformUploadCount(), uniforms);
+
+    // A colour change uploads that uniform alone.
+    material->SetColor(glm::vec3(0.0f, 1.0f, 0.0f));
+    device->ActiveMaterial(material);
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    EXPECT_EQ(program->GetUniformUploadCount(), uniforms + 1);
+    Read();
+    EXPECT_TRUE(Near(At(32, 32), Rgba{0, 255, 0, 255}, 0));
+
+    // Two materials of one template take turns: each activation restores
+    // its own colour.
+    auto red = BasicMaterial::Create("red");
+    red->SetColor(glm::vec3(1.0f, 0.0f, 0.0f));
+    device->ActiveMaterial(red);
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    device->ActiveMaterial(material);
+    device->Draw(shape.get(), glm::mat4(1.0f));
+    Read();
+    EXPECT_TRUE(Near(At(32, 32), Rgba{0, 255, 0, 255}, 0));
+}
+
+TEST_F(GlResourceTest, GcFreesWhatTheSceneNoLongerHolds)
+{
+    auto material = BasicMaterial::Create("m");
+    const uint8_t pixel[] = {255, 0, 0, 255};
+    material->AddTexture("map", std::make_shared<ImageTexture2D>(1, 1, pixel));
+    auto kept = FullSquare(material);
+    auto dropped = FullSquare(material);
+    device->ActiveMaterial(material);
+    device->Draw(kept.get(), glm::mat4(1.0f));
+    device->Draw(dropped.get(), glm::mat4(1.0f));
+    EXPECT_EQ(device->GetGeometryCount(), 2u);
+    EXPECT_EQ(device->GetTextureCount(), 1u);
+
+    dropped.reset();
+    device->Gc();
+    EXPECT_EQ(device->GetGeometryCount(), 1u);
+    // Shapes kept alive keep their buffers even when not drawn.
+    device->Gc();
+    EXPECT_EQ(device->GetGeometryCount(), 1u);
+
+    // A geometry drawn by raw pointer only lives while it is drawn between
+    // two Gc calls.
+    auto raw = GeometryBuilder::CreatePlane(1.0f, 1.0f);
+    device->Draw(raw.get(), 0, 0);
+    EXPECT_EQ(device->GetGeometryCount(), 2u);
+    device->Gc();
+    EXPECT_EQ(device->GetGeometryCount(), 2u);
+    device->Gc();
+    EXPECT_EQ(device->GetGeometryCount(), 1u);
+
+    // The texture goes with the last material holding it.
+    material->RemoveTexture("map");
+    device->Gc();
+    EXPECT_EQ(device->GetTextureCount(), 0u);
+    // The remaining shape is drawn again without a fresh upload.
+    const uint64_t uploads = device->GetUploadCount();
+    device->ActiveMaterial(material);
+    device->Draw(kept.get(), glm::mat4(1.0f));
+    EXPECT_EQ(device->GetUploadCount(), uploads);
+}
+
+TEST_F(GlResourceTest, BadGeometryIsSkippedWithOneWarning)
+{
+    ClearBlack();
+    auto material = BasicMaterial::Create("m");
+    device->ActiveMaterial(material);
+
+    auto empty = std::make_shared<BufferGeometry>(PRIMITIVE_TRIANGLES);
+    device->Draw(empty.get(), 0, 0);
+    device->Draw(empty.get(), 0, 0);
+    ASSERT_EQ(log.warnings.size(), 1u);
+    EXPECT_EQ(log.warnings[0], "Geometry has no positions!");
+
+    // An index past the last vertex.
+    auto indexed = Geometry(PRIMITIVE_TRIANGLES, {Ndc(0, 0), Ndc(64, 0), Ndc(64, 64)});
+    indexed->SetIndex(std::make_shared<ElementAttribute>(std::vector<uint16_t>{0, 1, 3}));
+    device->Draw(indexed.get(), 0, 0);
+    device->Draw(indexed.get(), 0, 0);
+    ASSERT_EQ(log.warnings.size(), 2u);
+    EXPECT_EQ(log.warnings[1], "Geometry index is past the vertex count!");
+
+    // Colours for fewer vertices than there are positions.
+    auto shortColours = Geometry(PRIMITIVE_TRIANGLES, {Ndc(0, 0), Ndc(64, 0), Ndc(64, 64)});
+    const float colours[] = {1.0f, 0.0f, 0.0f};
+    shortColours->SetAttribute(ATTRIBUTE_COLOR, std::make_shared<BufferAttribute>(colours, 3, 3));
+    device->Draw(shortColours.get(), 0, 0);
+    ASSERT_EQ(log.warnings.size(), 3u);
+    EXPECT_EQ(log.warnings[2], "Vertex attribute is shorter than the positions: slot 3!");
+
+    // A shape without geometry, and null pointers.
+    auto hollow = std::make_shared<PrimitiveShape>();
+    device->Draw(hollow.get(), glm::mat4(1.0f));
+    device->Draw(static_cast<PrimitiveShape*>(nullptr), glm::mat4(1.0f));
+    device->Draw(static_cast<BufferGeometry*>(nullptr), 0, 0);
+    EXPECT_EQ(log.warnings.size(), 6u);
+
+    Read();
+    EXPECT_TRUE(Near(At(60, 4), kBlack, 0));
+    EXPECT_EQ(device->GetDrawCount(), 0u);
+
+    // Once fixed, the geometry is drawn.
+    indexed->GetIndex()->Set(2, 2);
+    indexed->GetIndex()->RaiseVersion();
+    device->Draw(indexed.get(), 0, 0);
+    Read();
+    EXPECT_TRUE(Near(At(60, 4), kWhite, 0));
+    // Ranges past the end draw nothing, silently.
+    device->Draw(indexed.get(), 3, 3);
+    EXPECT_EQ(device->GetDrawCount(), 1u);
+    EXPECT_EQ(log.warnings.size(), 6u);
+}
+
+TEST_F(GlResourceTest, MaterialsWithoutProgramSkipTheirDraws)
+{
+    ClearBlack();
+    auto square = FullSquare(nullptr);
+
+    // No template at all.
+    auto bare = MaterialInstance::Create("bare");
+    EXPECT_EQ(device->ActiveMaterial(bare), nullptr);
+    device->Draw(square.get(), glm::mat4(1.0f));
+    EXPECT_EQ(device->ActiveMaterial(bare), nullptr);
+    ASSERT_EQ(log.warnings.size(), 1u);
+    EXPECT_EQ(log.warnings[0], "Shader program is not available: !");
+
+    // A template the device has no shaders for.
+    MaterialManager::Instance().AddTemplate(std::make_shared<MaterialTemplate>("gl.test.custom", 0u));
+    auto custom = MaterialManager::Instance().Create("custom", "gl.test.custom");
+    EXPECT_EQ(device->ActiveMaterial(custom), nullptr);
+    device->Draw(square.get(), glm::mat4(1.0f));
+    ASSERT_EQ(log.warnings.size(), 2u);
+    EXPECT_EQ(log.warnings[1], "Shader program is not available: gl.test.custom!");
+
+    // A raw shader whose source does not compile: the compiler's log goes to
+    // the logger, the material warns once.
+    auto broken = RawShader::Create("broken", "void main() { gl_Position = vec4(0.0); }", "this is not GLSL");
+    EXPECT_EQ(device->ActiveShader(broken.get()), nullptr);
+    EXPECT_EQ(device->ActiveShader(broken.get()), nullptr);
+    ASSERT_EQ(log.warnings.size(), 3u);
+    EXPECT_EQ(log.warnings[2], "Shader program is not available: raw!");
+    ASSERT_FALSE(log.others.empty());
+    EXPECT_NE(log.others.back().find("Shader compilation failed"), std::string::npos);
+
+    // A texture under a sampler the program lacks.
+    auto stray = BasicMaterial::Create("stray");
+    stray->AddTexture("envMap", std::make_shared<ImageTexture2D>(1, 1, nullptr));
+    EXPECT_EQ(device->ActiveMaterial(stray), nullptr);
+    device->Draw(square.get(), glm::mat4(1.0f));
+    EXPECT_EQ(device->ActiveMaterial(stray), nullptr);
+    ASSERT_EQ(log.warnings.size(), 4u);
+    EXPECT_EQ(log.warnings[3], "Texture sampler is not found: envMap!");
+
+    // A cube map where an image is sampled.
+    auto mismatched = BasicMaterial::Create("mismatched");
+    mismatched->AddTexture("map", std::make_shared<ImageTextureCube>());
+    EXPECT_EQ(device->ActiveMaterial(mismatched), nullptr);
+    ASSERT_EQ(log.warnings.size(), 5u);
+    EXPECT_EQ(log.warnings[4], "Texture does not fit the sampler: map!");
+
+    Read();
+    EXPECT_TRUE(Near(At(32, 32), kBlack, 0));
+    EXPECT_EQ(device->GetDrawCount(), 0u);
+
+    // A material that works after one that did not draws normally.
+    auto good = BasicMaterial::Create("good");
+    ASSERT_NE(device->ActiveMaterial(good), nullptr);
+    device->Draw(square.get(), glm::mat4(1.0f));
+    Read();
+    EXPECT_TRUE(Near(At(32, 32), kWhite, 0));
+}
+
+TEST_F(GlResourceTest, DrawingWithoutMaterialWarnsOnce)
+{
+    auto square = FullSquare(nullptr);
+    device->Draw(square.get(), glm::mat4(1.0f));
+    device->DrawScreenQuad();
+    device->DrawPoint(glm::vec3(0.0f));
+    ASSERT_EQ(log.warnings.size(), 1u);
+    EXPECT_EQ(log.warnings[0], "No material is active!");
+    EXPECT_EQ(device->GetDrawCount(), 0u);
+}
+
+TEST_F(GlResourceTest, UniformsOfTheWrongTypeAreRefused)
+{
+    auto material = BasicMaterial::Create("m");
+    material->SetUniform("opacity", glm::vec3(1.0f));
+    material->SetUniform("unknownName", 1.0f);
+    GpuShaderProgram* program = device->ActiveMaterial(material);
+    ASSERT_NE(program, nullptr);
+    EXPECT_TRUE(program->HasUniform("opacity"));
+    EXPECT_FALSE(program->HasUniform("unknownName"));
+    device->Draw(FullSquare(material).get(), glm::mat4(1.0f));
+    ASSERT_EQ(log.warnings.size(), 1u);
+    EXPECT_EQ(log.warnings[0], "Uniform type does not match: opacity!");
+    Read();
+    EXPECT_TRUE(Near(At(32, 32), kWhite, 0));
+}
+
+TEST_F(GlResourceTest, RawShadersAndUserModelMatrices)
+{
+    // A pass of its own sources, with the library's declarations included.
+    auto tint = RawShader::Create("tint", "#include \"vertex_common.glsl\"\n"
+                                          "void main() { PassVaryings(vec4(position, 1.0));"
+                                          " gl_Position = vec4(position.xy, 0.0, 1.0); }\n",
+                                  "#include \"fragment_common.glsl\"\n"
+                                  "uniform vec3 tint;\n"
+                                  "void main() { fragColor = vec4(tint * vIn.uv.x, 1.0); }\n");
+    tint->SetUniform("tint", glm::vec3(0.0f, 1.0f, 0.0f));
+    ClearBlack();
+    ASSERT_NE(device->ActiveShader(tint.get()), nullptr);
+    device->DrawScreenQuad();
+    Read();
+    EXPECT_LT(At(1, 32).g, 10);
+    EXPECT_GT(At(62, 32).g, 245);
+
+    // Draw(geometry) keeps a model matrix set on the program after
+    // activation; activation resets it to identity.
+    auto material = BasicMaterial::Create("m");
+    auto square = GeometryBuilder::CreatePlane(0.5f, 0.5f);
+    ClearBlack();
+    GpuShaderProgram* program = device->ActiveMaterial(material);
+    ASSERT_NE(program, nullptr);
+    const glm::mat4 right = glm::mat4(glm::vec4(1, 0, 0, 0), glm::vec4(0, 1, 0, 0), glm::vec4(0, 0, 1, 0),
+                                      glm::vec4(0.5f, 0, 0, 1));
+    program->SetUniform("modelMatrix", right);
+    program->SetUniform("modelViewMatrix", right);
+    device->Draw(square.get(), 0, 0);
+    Read();
+    EXPECT_TRUE(Near(At(48, 32), kWhite, 0));
+    EXPECT_TRUE(Near(At(32, 32), kBlack, 0));
+    ClearBlack();
+    device->ActiveMaterial(material);
+    device->Draw(square.get(), 0, 0);
+    Read();
+    EXPECT_TRUE(Near(At(32, 32), kWhite, 0));
+}
+
+} // namespace

@@ -21,15 +21,6 @@ constexpr float kDefaultFontSize = 32.0f;
 constexpr float kMaxFontSize = 1024.0f;
 constexpr unsigned int kMaxTextWidth = ImageTexture2D::kMaxSize;
 
-uint8_t ToByte(float channel)
-{
-    if (!(channel > 0.0f))
-        return 0;
-    if (channel >= 1.0f)
-        return 255;
-    return static_cast<uint8_t>(std::lround(channel * 255.0f));
-}
-
 /// Composites white at coverage `a` over one RGBA pixel.
 void BlendWhite(uint8_t* pixel, unsigned int a)
 {
@@ -159,10 +150,10 @@ std::pair<unsigned int, unsigned int> FontMaterial::SetText(const std::wstring& 
     const unsigned int width = static_cast<unsigned int>(fullWidth);
 
     std::vector<uint8_t> pixels(std::size_t(width) * height * 4);
-    const uint8_t base[4] = {m_HasBackground ? ToByte(m_Background.x) : uint8_t(255),
-                             m_HasBackground ? ToByte(m_Background.y) : uint8_t(255),
-                             m_HasBackground ? ToByte(m_Background.z) : uint8_t(255),
-                             m_HasBackground ? uint8_t(255) : uint8_t(0)};
+    // White glyph coverage in alpha over transparent white, whatever the
+    // background: the shader lays the glyphs over the background colour, so
+    // the image does not depend on colours that may change later.
+    const uint8_t base[4] = {255, 255, 255, 0};
     for (std::size_t i = 0; i < pixels.size(); i += 4)
         std::copy(base, base + 4, pixels.begin() + std::ptrdiff_t(i));
 

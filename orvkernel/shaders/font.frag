@@ -1,8 +1,8 @@
 #include "fragment_common.glsl"
 
-// The texture holds white glyph coverage: in alpha over a transparent
-// image, or blended over an opaque background colour. The glyphs are tinted
-// with the colour; the background keeps its colour.
+// The texture holds white glyph coverage in alpha. Without a background the
+// glyphs are the colour at that coverage; with one the quad is opaque and
+// the glyphs are laid over the background colour.
 uniform vec3 color;
 uniform float opacity;
 uniform sampler2D map;
@@ -11,18 +11,10 @@ uniform vec3 background;
 
 void main()
 {
-    vec4 texel = texture(map, vIn.uv);
+    float coverage = texture(map, vIn.uv).a;
     if (hasBackground == 0) {
-        fragColor = vec4(ApplyState(color * texel.rgb), texel.a * opacity);
+        fragColor = vec4(ApplyState(color), coverage * opacity);
         return;
     }
-    // Recover the coverage from how far the texel moved from the background
-    // towards white, on the channels where that can be seen.
-    float coverage = 0.0;
-    for (int i = 0; i < 3; ++i) {
-        float room = 1.0 - background[i];
-        if (room > 1.0 / 255.0)
-            coverage = max(coverage, clamp((texel[i] - background[i]) / room, 0.0, 1.0));
-    }
-    fragColor = vec4(ApplyState(mix(background, color, coverage)), texel.a * opacity);
+    fragColor = vec4(ApplyState(mix(background, color, coverage)), opacity);
 }

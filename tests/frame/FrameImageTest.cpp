@@ -1,0 +1,188 @@
+// Whole frames drawn on the OpenGL device (llvmpipe in CI) through the
+// renderer and the basic pipeline, compared with golden images under
+// tests/golden. A pixel differs when a channel is off by more than
+// kTolerance; a frame passes when at most kMaxDifferingFraction of its pixels
+// differ. On failure the actual image and a difference image are written
+// next to the test's temporary files. Set ORVCORE_UPDATE_GOLDENS=1 (see
+// scripts/update-goldens) to rewrite the goldens deliberately.
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <glm/gtc/matrix_transform.hpp>
+#include <gtest/gtest.h>
+
+#include <orvkernel/BasicMaterial.h>
+#include <orvkernel/CameraOperator.h>
+#include <orvkernel/EglContext.h>
+#include <orvkernel/GeometryBuilder.h>
+#include <orvkernel/GlRenderDevice.h>
+#include <orvkernel/ImageDecoder.h>
+#include <orvkernel/MeshPhongMaterial.h>
+#include <orvcore/pick/Raycaster.h>
+#include <orvcore/pick/SelectionManager.h>
+#include <orvcore/render/BasicPipeline.h>
+#include <orvcore/render/Renderer.h>
+#include <orvcore/scene/Scene.h>
+#include <orvcore/scene/Scene2D.h>
+#include <orvcore/scene/SceneManager.h>
+#include <orvcore/scene/ShapeSceneNode.h>
+#include <orvcore/scene/TagNode2D.h>
+#include <orvcore/scene/TextSceneNode.h>
+
+using namespace orvcore;
+
+namespace {
+
+constexpr unsigned int kSize = 256;
+constexpr int kTolerance = 12;
+constexpr double kMaxDifferingFraction = 0.005;
+
+struct Comparison {
+    std::size_t differing = 0;
+    std::vector<uint8_t> diff; // red where pixels differ, grey elsewhere
+};
+
+Comparison Compare(const std::vector<uint8_t>& actual, const std::vector<uint8_t>& golden)
+{
+    Comparison c;
+    c.diff.resize(actual.size());
+    for (std::size_t i = 0; i + 3 < actual.size(); i += 4) {
+        int worst = 0;
+        for (int k = 0; k < 4; ++k)
+            worst = std::max(worst, std::abs(int(actual[i + k]) - int(golden[i + k])));
+        const bool differs = worst > kTolerance;
+        c.differing += differs ? 1 : 0;
+        const uint8_t grey = uint8_t((actual[i] + actual[i + 1] + actual[i + 2]) / 12);
+        c.diff[i] = differs ? 255 : grey;
+        c.diff[i + 1] = differs ? 0 : grey;
+        c.diff[i + 2] = differs ? 0 : grey;
+        c.diff[i + 3] = 255;
+    }
+    return c;
+}
+
+void ExpectMatchesGolden(const std::string& name, const ImageTexture2D& image)
+{
+    const std::string golden = std::string(ORVCORE_GOLDEN_DIR) + "/" + name + ".png";
+    const char* update = std::getenv("ORVCORE_UPDATE_GOLDENS");
+    if (update && std::string(update) == "1") {
+        ASSERT_TRUE(GlRenderDevice::SavePng(golden, image.GetWidth(), image.GetHeight(), image.GetPixels().data()));
+        GTEST_SKIP() << "golden rewritten: " << golden;
+    }
+    unsigned int w = 0, h = 0;
+    std::vector<uint8_t> expected;
+    ASSERT_TRUE(ImageDecoder::Decode(golden, w, h, expected)) << "missing golden " << golden;
+    ASSERT_EQ(w, image.GetWidth());
+    ASSERT_EQ(h, image.GetHeight());
+    const Comparison c = Compare(image.GetPixels(), expected);
+    const double fraction = double(c.differing) / double(w * h);
+    if (fraction > kMaxDifferingFraction) {
+        const std::string base = ::testing::TempDir() + name;
+        GlRenderDevice::SavePng(base + ".actual.png", w, h, image.GetPixels().data());
+        GlRenderDevice::SavePng(base + ".diff.png", w, h, c.diff.data());
+        ADD_FAILURE() << name << ": " << c.differing << " pixels differ (" << fraction * 100.0
+                      << "%); see " << base << ".actual.png and .diff.png";
+    }
+}
+
+class FrameImageTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        context = EglContext::Create(kSize, kSize);
+        ASSERT_TRUE(context) << "no headless OpenGL context";
+        device = std::make_unique<GlRenderDevice>(context->GetFramebuffer(), kSize, kSize);
+        manager = std::make_shared<SceneManager>(kSize, kSize);
+    }
+    void TearDown() override
+    {
+        renderer.reset();
+        device.reset();
+        if (context) {
+            EXPECT_EQ(context->GetGlErrorCount(), 0u);
+        }
+    }
+
+    std::shared_ptr<ImageTexture2D> DrawFrame()
+    {
+        renderer = std::make_unique<Renderer>(device.get(), 1.0f);
+        renderer->Initialize(manager);
+        BasicPipeline pipeline;
+        pipeline.Initialize(renderer.get());
+        pipeline.Prepare(manager, renderer.get());
+        manager->UpdateWorld();
+        pipeline.Render(manager, renderer.get(), 0.0f);
+        return device->ReadPixels();
+    }
+
+    /// A machined block (faces and edges) and an orange pin on the grid.
+    void BuildCell()
+    {
+        auto face = MeshPhongMaterial::Create("cell.face");
+        face->SetColor(glm::vec3(0.75f, 0.78f, 0.82f));
+        auto edge = BasicMaterial::Create("cell.edge");
+        edge->SetColor(glm::vec3(0.1f));
+        edge->LineWidth = 2;
+        auto block = std::make_shared<CompoundShape>();
+        block->AddPrimitive(std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(120, 80, 60)), face));
+        block->AddPrimitive(
+            std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBoxEdges(glm::vec3(120, 80, 60)), edge));
+        blockNode = std::make_shared<ShapeSceneNode>(block);
+        blockNode->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(0, 0, 30)));
+        manager->GetScene()->AddNode(blockNode);
+
+        auto orange = MeshPhongMaterial::Create("cell.pin");
+        orange->SetColor(glm::vec3(0.9f, 0.5f, 0.2f));
+        pinNode = std::make_shared<PrimitiveSceneNode>(GeometryBuilder::CreateCylinder(25, 25, 100, 32), orange);
+        pinNode->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(140, 40, 50)));
+        manager->GetScene()->AddNode(pinNode);
+        manager->UpdateWorld();
+
+        auto camera = manager->GetCamera();
+        camera->SetProjectionType(Camera::PROJECTION_PERSPECTIVE);
+        CameraOperator::SetStandardView(camera, STANDARD_VIEW_ISOMETRIC, manager->GetSceneBBox(), 1.3f);
+    }
+
+    std::unique_ptr<EglContext> context;
+    std::unique_ptr<GlRenderDevice> device;
+    std::unique_ptr<Renderer> renderer;
+    std::shared_ptr<SceneManager> manager;
+    std::shared_ptr<ShapeSceneNode> blockNode;
+    std::shared_ptr<PrimitiveSceneNode> pinNode;
+};
+
+} // namespace
+
+TEST_F(FrameImageTest, LitPartsWithEdgesOnTheGrid)
+{
+    BuildCell();
+    ExpectMatchesGolden("cell", *DrawFrame());
+}
+
+TEST_F(FrameImageTest, SelectedFaceAndHighlightedPinWithLabels)
+{
+    BuildCell();
+    auto camera = manager->GetCamera();
+    // Pick the block's top face at its projected centre and the pin's side.
+    const glm::vec3 top = CameraOperator::WorldPointToWindowPoint(*camera, glm::vec3(0, 0, 60));
+    Raycaster pickBlock(camera, 7, int(top.x), int(top.y));
+    ASSERT_GT(pickBlock.HitTest(manager), 0u);
+    EXPECT_EQ(pickBlock.GetTopItem().GetNode(), blockNode.get());
+    manager->GetSelection()->Select(pickBlock.GetTopItem(), false);
+    const glm::vec3 side = CameraOperator::WorldPointToWindowPoint(*camera, glm::vec3(140, 40, 50));
+    Raycaster pickPin(camera, 7, int(side.x), int(side.y));
+    ASSERT_GT(pickPin.HitTest(manager), 0u);
+    manager->GetSelection()->Hilight(pickPin.GetTopItem());
+
+    auto label = TextSceneNode::Create(L"Part A", glm::vec3(0.1f, 0.1f, 0.5f), 20.0f, true);
+    label->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(-60, -70, 0)) * label->GetScale());
+    manager->GetScene()->AddNode(label);
+    auto text = std::make_shared<TextSceneNode>(L"Pin 25", 18.0f, glm::vec3(0.0f), glm::vec3(1.0f), false);
+    auto tag = TagNode2D::Create(text, glm::vec3(140, 40, 100), glm::vec3(140, 40, 100));
+    tag->SetPosition(glm::vec3(70, 90, 0), false);
+    manager->GetScene2D()->AddNode(tag);
+
+    ExpectMatchesGolden("selection", *DrawFrame());
+}

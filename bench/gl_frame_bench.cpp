@@ -1,0 +1,138 @@
+// A whole frame of 10,000 nodes (each a 12-triangle box with its 12 edges,
+// one material kind) at 1280 x 720 through the renderer and the basic
+// pipeline: once on the OpenGL device (llvmpipe without a GPU; frames per
+// second and buffer uploads per frame), and once on a device that draws
+// nothing, which leaves the library's own CPU time per frame.
+#include <memory>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <glm/gtc/matrix_transform.hpp>
+
+#include <orvkernel/BasicMaterial.h>
+#include <orvkernel/CameraOperator.h>
+#include <orvkernel/EglContext.h>
+#include <orvkernel/GeometryBuilder.h>
+#include <orvkernel/GlRenderDevice.h>
+#include <orvkernel/MeshPhongMaterial.h>
+#include <orvkernel/RenderDevice.h>
+#include <orvcore/render/BasicPipeline.h>
+#include <orvcore/render/Renderer.h>
+#include <orvcore/scene/Scene.h>
+#include <orvcore/scene/SceneManager.h>
+#include <orvcore/scene/ShapeSceneNode.h>
+
+using namespace orvcore;
+
+namespace {
+
+constexpr unsigned int kWidth = 1280, kHeight = 720;
+
+// A device that accepts every call and draws nothing.
+class NullDevice : public RenderDevice {
+public:
+    unsigned int GetWidth() const override { return kWidth; }
+    unsigned int GetHeight() const override { return kHeight; }
+    void Resize(unsigned int, unsigned int) override {}
+    void SetCamera(const std::shared_ptr<Camera>& camera) override { m_Camera = camera; }
+    const std::shared_ptr<Camera>& GetCamera() const override { return m_Camera; }
+    void SetTarget(const std::shared_ptr<RenderTarget>& target, const std::shared_ptr<Camera>&) override
+    {
+        m_Previous = m_Target;
+        m_Target = target;
+    }
+    const std::shared_ptr<RenderTarget>& GetTarget() const override { return m_Target; }
+    const std::shared_ptr<RenderTarget>& GetPreviousTarget() const override { return m_Previous; }
+    void AddTarget(const std::string&, const std::shared_ptr<RenderTarget>&) override {}
+    std::shared_ptr<RenderTarget> FindTarget(const std::string&) const override { return {}; }
+    void SetClearColor(const glm::vec4&) override {}
+    void ClearBuffers(uint32_t) override {}
+    void SetDepthTest(bool) override {}
+    void SetPolygonOffset(bool, float, float) override {}
+    GpuShaderProgram* ActiveMaterial(const std::shared_ptr<MaterialInstance>&) override { return nullptr; }
+    GpuShaderProgram* _ActiveMaterial(MaterialInstance*) override { return nullptr; }
+    GpuShaderProgram* ActiveShader(MaterialInstance*) override { return nullptr; }
+    void ActiveTexture(uint32_t, const std::shared_ptr<Texture>&) override {}
+    void ActiveTexture(uint32_t, const std::shared_ptr<RenderTarget>&, uint32_t) override {}
+    void Draw(PrimitiveShape*, const glm::mat4&) override { ++draws; }
+    void Draw(BufferGeometry*, uint32_t, uint32_t) override {}
+    void DrawPoint(const glm::vec3&) override {}
+    void DrawScreenQuad() override {}
+    void BuildTemplate(const std::shared_ptr<MaterialTemplate>&) override {}
+    void Gc() override {}
+    long draws = 0;
+
+private:
+    std::shared_ptr<Camera> m_Camera;
+    std::shared_ptr<RenderTarget> m_Target, m_Previous;
+};
+
+// 100 x 100 boxes with their edges; every box node has its own geometry, as
+// imported parts would.
+std::shared_ptr<SceneManager> Cell()
+{
+    auto manager = std::make_shared<SceneManager>(kWidth, kHeight);
+    auto face = MeshPhongMaterial::Create("bench.face");
+    auto edge = BasicMaterial::Create("bench.edge");
+    edge->SetColor(glm::vec3(0.1f));
+    for (int i = 0; i < 10000; ++i) {
+        auto shape = std::make_shared<CompoundShape>();
+        shape->AddPrimitive(std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(8.0f)), face));
+        shape->AddPrimitive(std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBoxEdges(glm::vec3(8.0f)), edge));
+        auto node = std::make_shared<ShapeSceneNode>(shape);
+        node->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(float(i % 100) * 10.0f, float(i / 100) * 10.0f, 4.0f)));
+        manager->GetScene()->AddNode(node);
+    }
+    manager->UpdateWorld();
+    auto camera = manager->GetCamera();
+    camera->SetProjectionType(Camera::PROJECTION_PERSPECTIVE);
+    CameraOperator::SetStandardView(camera, STANDARD_VIEW_ISOMETRIC, manager->GetSceneBBox(), 1.1f);
+    return manager;
+}
+
+template <typename AfterFirstFrame>
+void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_ptr<SceneManager>& manager,
+               AfterFirstFrame afterFirstFrame)
+{
+    Renderer renderer(&device, 1.0f);
+    renderer.Initialize(manager);
+    BasicPipeline pipeline;
+    pipeline.Initialize(&renderer);
+    pipeline.Prepare(manager, &renderer);
+    pipeline.Render(manager, &renderer, 0.0f); // the first frame uploads everything
+    afterFirstFrame();
+    for (auto _ : state) {
+        manager->UpdateWorld();
+        pipeline.Render(manager, &renderer, 0.0f);
+    }
+    state.counters["fps"] = benchmark::Counter(1.0, benchmark::Counter::kIsIterationInvariantRate);
+}
+
+void BM_GlFrame10kBoxes(benchmark::State& state)
+{
+    auto context = EglContext::Create(kWidth, kHeight);
+    if (!context) {
+        state.SkipWithError("no headless OpenGL context");
+        return;
+    }
+    GlRenderDevice device(context->GetFramebuffer(), kWidth, kHeight);
+    auto manager = Cell();
+    uint64_t afterFirst = 0;
+    RunFrames(state, device, manager, [&] { afterFirst = device.GetUploadCount(); });
+    // Buffer uploads made by the frames after the first (the scene does not change).
+    state.counters["uploads_per_frame"] = double(device.GetUploadCount() - afterFirst) / double(state.iterations());
+    state.SetLabel(context->GetRendererName());
+}
+
+void BM_LibraryFrame10kBoxes(benchmark::State& state)
+{
+    NullDevice device;
+    auto manager = Cell();
+    RunFrames(state, device, manager, [] {});
+    state.counters["draws_per_frame"] = double(device.draws) / double(state.iterations() + 1);
+}
+
+} // namespace
+
+BENCHMARK(BM_GlFrame10kBoxes)->Unit(benchmark::kMillisecond)->MinTime(2.0);
+BENCHMARK(BM_LibraryFrame10kBoxes)->Unit(benchmark::kMillisecond);

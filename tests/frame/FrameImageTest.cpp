@@ -6,6 +6,7 @@
 // next to the test's temporary files. Set ORVCORE_UPDATE_GOLDENS=1 (see
 // scripts/update-goldens) to rewrite the goldens deliberately.
 #include <cstdlib>
+#include <fstream>
 #include <memory>
 #include <string>
 #include <vector>
@@ -20,9 +21,13 @@
 #include <orvkernel/GlRenderDevice.h>
 #include <orvkernel/ImageDecoder.h>
 #include <orvkernel/MeshPhongMaterial.h>
+#include <orvkernel/PointsMaterial.h>
+#include <unistd.h>
 #include <orvcore/pick/Raycaster.h>
 #include <orvcore/pick/SelectionManager.h>
 #include <orvcore/render/BasicPipeline.h>
+#include <orvcore/render/ImageBackground.h>
+#include <orvcore/render/SkyboxBackground.h>
 #include <orvcore/render/Renderer.h>
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/Scene2D.h>
@@ -185,4 +190,82 @@ TEST_F(FrameImageTest, SelectedFaceAndHighlightedPinWithLabels)
     manager->GetScene2D()->AddNode(tag);
 
     ExpectMatchesGolden("selection", *DrawFrame());
+}
+
+TEST_F(FrameImageTest, TransparentFaceOverOpaqueWithVertices)
+{
+    BuildCell();
+    // A see-through panel in front of the block, and the block's corners as points.
+    auto glass = MeshPhongMaterial::Create("cell.glass");
+    glass->SetColor(glm::vec3(0.2f, 0.8f, 0.3f));
+    glass->SetOpacity(0.5f);
+    glass->BlendingMode = BLENDING_TRANSPARENT;
+    glass->SetFaceSide(FACE_DOUBLE);
+    auto panel = std::make_shared<PrimitiveSceneNode>(GeometryBuilder::CreatePlane(160, 90, 1, 1), glass);
+    panel->SetTransform(glm::rotate(glm::translate(glm::mat4(1.0f), glm::vec3(0, -60, 45)), glm::radians(90.0f),
+                                    glm::vec3(1, 0, 0)));
+    manager->GetScene()->AddNode(panel);
+    std::vector<float> corners;
+    for (int i = 0; i < 8; ++i)
+        corners.insert(corners.end(), {(i & 1) ? 60.0f : -60.0f, (i & 2) ? 40.0f : -40.0f, (i & 4) ? 60.0f : 0.0f});
+    auto dots = PointsMaterial::Create("cell.dots");
+    dots->SetPointSize(7.0f);
+    dots->SetColor(glm::vec3(0.9f, 0.1f, 0.1f));
+    manager->GetScene()->AddNode(std::make_shared<PrimitiveSceneNode>(
+        GeometryBuilder::CreatePoints(Float32Array(corners.data(), corners.size())), dots));
+    ExpectMatchesGolden("transparency", *DrawFrame());
+}
+
+namespace {
+// A small binary PPM image of one colour with a darker frame.
+void WriteImage(const std::string& path, unsigned int w, unsigned int h, uint8_t r, uint8_t g, uint8_t b)
+{
+    std::ofstream out(path, std::ios::binary);
+    out << "P6\n" << w << " " << h << "\n255\n";
+    for (unsigned int y = 0; y < h; ++y)
+        for (unsigned int x = 0; x < w; ++x) {
+            const bool edge = x < 2 || y < 2 || x + 2 >= w || y + 2 >= h;
+            out.put(char(edge ? r / 2 : r)).put(char(edge ? g / 2 : g)).put(char(edge ? b / 2 : b));
+        }
+}
+} // namespace
+
+TEST_F(FrameImageTest, ImageBackgroundBehindTheModel)
+{
+    BuildCell();
+    const std::string path = ::testing::TempDir() + "orv_background.ppm";
+    {
+        // A vertical gradient, dark at the top (rows are stored top first).
+        std::ofstream out(path, std::ios::binary);
+        out << "P6\n64 64\n255\n";
+        for (int y = 0; y < 64; ++y)
+            for (int x = 0; x < 64; ++x)
+                out.put(char(40 + y * 3)).put(char(60 + y * 2)).put(char(90 + x));
+    }
+    auto image = std::make_shared<ImageTexture2D>();
+    ASSERT_TRUE(image->Load(path));
+    manager->SetBackground(std::make_shared<ImageBackground>(image));
+    ExpectMatchesGolden("image_background", *DrawFrame());
+}
+
+TEST_F(FrameImageTest, SkyboxAroundAnOrthographicView)
+{
+    // The six faces are read relative to the working directory.
+    const std::string dir = ::testing::TempDir() + "orv_sky";
+    ASSERT_EQ(std::system(("mkdir -p " + dir + "/skybox").c_str()), 0);
+    const uint8_t colors[6][3] = {{200, 60, 60}, {60, 200, 60}, {60, 60, 200}, {200, 200, 60}, {60, 200, 200}, {200, 60, 200}};
+    const char* names[6] = {"posx", "negx", "negy", "posy", "posz", "negz"};
+    for (int i = 0; i < 6; ++i)
+        WriteImage(dir + "/skybox/EnvMap_" + names[i] + ".jpg", 32, 32, colors[i][0], colors[i][1], colors[i][2]);
+    char previous[4096];
+    ASSERT_NE(getcwd(previous, sizeof(previous)), nullptr);
+    ASSERT_EQ(chdir(dir.c_str()), 0);
+
+    BuildCell();
+    manager->GetCamera()->SetProjectionType(Camera::PROJECTION_ORTHOGRAPHIC);
+    manager->SetBackground(SkyboxBackground::Create(""));
+    auto image = DrawFrame(); // the faces are decoded on the first frame
+    ASSERT_EQ(chdir(previous), 0);
+    EXPECT_EQ(manager->GetCamera()->GetProjectionType(), uint32_t(Camera::PROJECTION_ORTHOGRAPHIC));
+    ExpectMatchesGolden("skybox", *image);
 }

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <glm/vec3.hpp>
+
+#include <orvcore/scene/GroupSceneNode.h>
+
+namespace orvrender {
+
+/// How a model file becomes scene nodes.
+struct ImportOptions {
+    glm::vec3 color{0.75f, 0.78f, 0.82f}; ///< face colour when the file has none
+    float opacity = 1.0f;
+    bool edges = true;                 ///< add the feature edges of every mesh
+    float featureAngleDegrees = 30.0f; ///< dihedral angle above which an edge is a feature edge
+    glm::vec3 edgeColor{0.1f, 0.1f, 0.1f};
+};
+
+/// What `ImportModel` produced.
+struct ImportedModel {
+    /// The file's node hierarchy: one group per file node (its transform as
+    /// the node transform) holding one leaf per mesh it references.
+    std::shared_ptr<orvcore::GroupSceneNode> root;
+    std::size_t meshes = 0;       ///< mesh leaves created
+    std::size_t triangles = 0;    ///< triangles over all leaves
+    std::size_t featureEdges = 0; ///< feature edge segments over all leaves
+    /// The names the file gives its nodes (groups) and meshes (leaves), for
+    /// every created node that has a non-empty one.
+    std::vector<std::pair<orvcore::SceneNode*, std::string>> names;
+};
+
+/// Reads a model file (STL, OBJ, PLY, glTF 2.0, 3MF: whatever Assimp reads)
+/// into scene nodes. Every mesh becomes a `ShapeSceneNode` whose compound
+/// shape holds the indexed triangles (member 0, lit material with the file's
+/// diffuse colour or `options.color`, both faces drawn) and, with
+/// `options.edges` and when there are any, the feature edges as a line list
+/// (member 1). Without edges every mesh becomes a `PrimitiveSceneNode`.
+/// Geometry and node boxes are set; call `UpdateTransform` on the root for
+/// the world boxes.
+///
+/// On failure returns false, leaves `model` empty, puts the reason in
+/// `error` ("cannot read <path>: <reason>", "no triangles in <path>") and
+/// logs it as a warning.
+bool ImportModel(const std::string& path, const ImportOptions& options, ImportedModel& model, std::string& error);
+
+/// Feature edges of an indexed triangle list: edges shared by two triangles
+/// whose face normals differ by more than `angleDegrees`, edges of one
+/// triangle only (boundary) and edges of three or more (non-manifold).
+/// Vertices at bitwise-equal positions (+0 and -0 alike) count as one.
+/// Triangles that reference a vertex past the end, repeat a vertex or have no
+/// area are left out. Appends two vertex numbers per edge to `edges` (each
+/// a representative of its position) and returns the number of edges found.
+std::size_t FindFeatureEdges(const float* positions, std::size_t vertexCount, const uint32_t* indices,
+                             std::size_t indexCount, float angleDegrees, std::vector<uint32_t>& edges);
+
+} // namespace orvrender

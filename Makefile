@@ -1,5 +1,5 @@
 # The two commands of the README, plus the benchmark.
-#   make demo   installs what is missing, builds (Release) and runs the demo program
+#   make demo   installs what is missing, builds (Release) and renders the demo scene to demo.png
 #   make test   installs what is missing, builds with ASan+UBSan and runs every test
 #   make bench  builds the benchmarks in Release and runs them
 JOBS ?= $(shell nproc 2>/dev/null || echo 2)
@@ -19,8 +19,8 @@ release: build/release/build.ninja
 	cmake --build build/release -j $(JOBS)
 
 demo: setup build/release/build.ninja
-	cmake --build build/release -j $(JOBS) --target orvtree
-	build/release/apps/orvtree/orvtree
+	cmake --build build/release -j $(JOBS) --target orvrender
+	build/release/apps/orvrender/orvrender examples/demo.json -o demo.png
 
 test: setup
 	cmake -S . -B build/test $(CMAKE_GEN) -DCMAKE_BUILD_TYPE=Debug -DORVCORE_SANITIZE=ON \

@@ -14,6 +14,8 @@
 
 #include <orvkernel/ImageDecoder.h>
 
+#include "GoldenImage.h"
+
 namespace {
 
 const std::string kRoot = ORVCORE_SOURCE_DIR;
@@ -105,4 +107,24 @@ TEST(Orvrender, BadInputExitsWithTwoAndNamesThePlace)
     EXPECT_EQ(RunProgram(WriteScene("orv_bad5.json", R"({"nodes": [{"type": "box", "size": [1e30, 1, 1]}]})") + out, output), 2);
     EXPECT_EQ(RunProgram("--size 0x0" + out, output), 2);
     EXPECT_EQ(RunProgram(::testing::TempDir() + "missing.json" + out, output), 2);
+}
+
+TEST(Orvrender, ExamplesMatchTheirGoldenImages)
+{
+    for (const auto& entry : std::filesystem::directory_iterator(kRoot + "/examples")) {
+        if (entry.path().extension() != ".json")
+            continue;
+        orvrender::RenderSession session(256, 256);
+        ASSERT_TRUE(session.IsReady()) << session.GetError();
+        std::string error;
+        ASSERT_TRUE(session.LoadFile(entry.path().string(), error)) << error;
+        session.ApplyFileSelection();
+        session.Render();
+        const std::string png = ::testing::TempDir() + "orv_example.png";
+        ASSERT_TRUE(session.SavePng(png));
+        orvcore::ImageTexture2D image;
+        ASSERT_TRUE(image.Load(png));
+        const std::string name = entry.path().stem().string();
+        orvtest::ExpectMatchesGolden(kRoot + "/tests/golden/examples/" + name + ".png", "example-" + name, image);
+    }
 }

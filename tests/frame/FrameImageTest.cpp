@@ -1,10 +1,7 @@
 // Whole frames drawn on the OpenGL device (llvmpipe in CI) through the
 // renderer and the basic pipeline, compared with golden images under
-// tests/golden. A pixel differs when a channel is off by more than
-// kTolerance; a frame passes when at most kMaxDifferingFraction of its pixels
-// differ. On failure the actual image and a difference image are written
-// next to the test's temporary files. Set ORVCORE_UPDATE_GOLDENS=1 (see
-// scripts/update-goldens) to rewrite the goldens deliberately.
+// tests/golden (see GoldenImage.h for the tolerance; scripts/update-goldens
+// rewrites them deliberately).
 #include <cstdlib>
 #include <fstream>
 #include <memory>
@@ -36,60 +33,16 @@
 #include <orvcore/scene/TagNode2D.h>
 #include <orvcore/scene/TextSceneNode.h>
 
+#include "GoldenImage.h"
+
 using namespace orvcore;
 
 namespace {
 
 constexpr unsigned int kSize = 256;
-constexpr int kTolerance = 12;
-constexpr double kMaxDifferingFraction = 0.005;
-
-struct Comparison {
-    std::size_t differing = 0;
-    std::vector<uint8_t> diff; // red where pixels differ, grey elsewhere
-};
-
-Comparison Compare(const std::vector<uint8_t>& actual, const std::vector<uint8_t>& golden)
-{
-    Comparison c;
-    c.diff.resize(actual.size());
-    for (std::size_t i = 0; i + 3 < actual.size(); i += 4) {
-        int worst = 0;
-        for (int k = 0; k < 4; ++k)
-            worst = std::max(worst, std::abs(int(actual[i + k]) - int(golden[i + k])));
-        const bool differs = worst > kTolerance;
-        c.differing += differs ? 1 : 0;
-        const uint8_t grey = uint8_t((actual[i] + actual[i + 1] + actual[i + 2]) / 12);
-        c.diff[i] = differs ? 255 : grey;
-        c.diff[i + 1] = differs ? 0 : grey;
-        c.diff[i + 2] = differs ? 0 : grey;
-        c.diff[i + 3] = 255;
-    }
-    return c;
-}
-
 void ExpectMatchesGolden(const std::string& name, const ImageTexture2D& image)
 {
-    const std::string golden = std::string(ORVCORE_GOLDEN_DIR) + "/" + name + ".png";
-    const char* update = std::getenv("ORVCORE_UPDATE_GOLDENS");
-    if (update && std::string(update) == "1") {
-        ASSERT_TRUE(GlRenderDevice::SavePng(golden, image.GetWidth(), image.GetHeight(), image.GetPixels().data()));
-        GTEST_SKIP() << "golden rewritten: " << golden;
-    }
-    unsigned int w = 0, h = 0;
-    std::vector<uint8_t> expected;
-    ASSERT_TRUE(ImageDecoder::Decode(golden, w, h, expected)) << "missing golden " << golden;
-    ASSERT_EQ(w, image.GetWidth());
-    ASSERT_EQ(h, image.GetHeight());
-    const Comparison c = Compare(image.GetPixels(), expected);
-    const double fraction = double(c.differing) / double(w * h);
-    if (fraction > kMaxDifferingFraction) {
-        const std::string base = ::testing::TempDir() + name;
-        GlRenderDevice::SavePng(base + ".actual.png", w, h, image.GetPixels().data());
-        GlRenderDevice::SavePng(base + ".diff.png", w, h, c.diff.data());
-        ADD_FAILURE() << name << ": " << c.differing << " pixels differ (" << fraction * 100.0
-                      << "%); see " << base << ".actual.png and .diff.png";
-    }
+    orvtest::ExpectMatchesGolden(std::string(ORVCORE_GOLDEN_DIR) + "/" + name + ".png", name, image);
 }
 
 class FrameImageTest : public ::testing::Test {

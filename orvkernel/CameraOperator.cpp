@@ -32,15 +32,23 @@ glm::vec3 WorldToNdc(const Camera& camera, const glm::vec3& point)
 /// World point of a viewport point (bottom-left origin, z the depth in
 /// [0, 1]). Unprojected in double precision: far / near ratios of 1e5 lose
 /// too many digits in a float inverse.
-glm::vec3 ViewportToWorld(const Camera& camera, const glm::dvec3& viewport)
+glm::dmat4 InverseViewProjection(const Camera& camera)
 {
-    const glm::dmat4 inverse =
-        glm::inverse(glm::dmat4(camera.GetProjectionMatrix()) * glm::dmat4(camera.GetViewMatrix()));
+    return glm::inverse(glm::dmat4(camera.GetProjectionMatrix()) * glm::dmat4(camera.GetViewMatrix()));
+}
+
+glm::vec3 ViewportToWorld(const Camera& camera, const glm::dmat4& inverse, const glm::dvec3& viewport)
+{
     const glm::dvec4 ndc(viewport.x / double(camera.GetWidth()) * 2.0 - 1.0,
                          viewport.y / double(camera.GetHeight()) * 2.0 - 1.0, viewport.z * 2.0 - 1.0, 1.0);
     const glm::dvec4 world = inverse * ndc;
     const double w = world.w != 0.0 ? world.w : std::numeric_limits<double>::min();
     return glm::vec3(glm::dvec3(world) / w);
+}
+
+glm::vec3 ViewportToWorld(const Camera& camera, const glm::dvec3& viewport)
+{
+    return ViewportToWorld(camera, InverseViewProjection(camera), viewport);
 }
 
 /// Eye offsets of the six faces, in the order of the flags below.
@@ -81,8 +89,11 @@ constexpr unsigned ViewFaces[STANDARD_VIEW_COUNT] = {
 
 Ray CameraOperator::WindowPointToRay(const Camera& camera, float x, float y)
 {
-    const glm::vec3 nearPoint = WindowPointToWorldPoint(camera, glm::vec3(x, y, 0.0f));
-    const glm::vec3 farPoint = WindowPointToWorldPoint(camera, glm::vec3(x, y, 1.0f));
+    // One inverse for both ends of the ray.
+    const glm::dmat4 inverse = InverseViewProjection(camera);
+    const double vy = double(camera.GetHeight()) - double(y);
+    const glm::vec3 nearPoint = ViewportToWorld(camera, inverse, glm::dvec3(x, vy, 0.0));
+    const glm::vec3 farPoint = ViewportToWorld(camera, inverse, glm::dvec3(x, vy, 1.0));
     if (!IsFinite(nearPoint) || !IsFinite(farPoint)) {
         Logger::Instance().Waring("Window point is invalid!");
         return Ray();

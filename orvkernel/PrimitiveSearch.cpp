@@ -230,10 +230,19 @@ inline float EnterBox(const Bvh::Node& n, const SlabRay& r, float margin, float 
 
 } // namespace
 
-IntersectPoint PrimitiveSearch::QueryBruteForce(const BufferGeometry& geometry, const Ray& ray)
+// The running best starts at the largest distance the caller accepts.
+static Best Start(float maxDistance)
+{
+    Best best;
+    if (maxDistance < FLT_MAX && maxDistance >= 0.0f)
+        best.dist2 = maxDistance * maxDistance;
+    return best;
+}
+
+IntersectPoint PrimitiveSearch::QueryBruteForce(const BufferGeometry& geometry, const Ray& ray, float maxDistance)
 {
     const GeometryView view(geometry);
-    Best best;
+    Best best = Start(maxDistance);
     for (std::size_t p = 0; p < view.primitiveCount; ++p)
         TestPrimitive(view, ray, p, best);
     return ToIntersect(view, best);
@@ -301,11 +310,11 @@ void PrimitiveSearch::Refresh(const BufferGeometry& geometry)
     m_VertexCount = vertices;
 }
 
-IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray& ray)
+IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray& ray, float maxDistance)
 {
     Refresh(geometry);
     const GeometryView view(geometry);
-    Best best;
+    Best best = Start(maxDistance);
     if (m_Tree.IsEmpty() || view.verticesPerPrimitive == 0)
         return IntersectPoint();
 
@@ -321,9 +330,10 @@ IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray&
         const Bvh::Node& node = nodes[stack[--top]];
         // Triangles: the box must be entered before the best hit. Points and
         // segments: the ray must pass within the best distance of the box.
-        const float margin = triangles ? 0.0f : (best.element < 0 ? 0.0f : std::sqrt(best.dist2));
-        if (best.element < 0 && !triangles) {
-            // No candidate yet: every box qualifies.
+        const bool bounded = best.element >= 0 || best.dist2 < FLT_MAX;
+        const float margin = triangles ? 0.0f : (bounded ? std::sqrt(best.dist2) : 0.0f);
+        if (!bounded && !triangles) {
+            // No candidate and no limit yet: every box qualifies.
         } else if (EnterBox(node, slab, margin, triangles ? best.t : FLT_MAX) < 0.0f) {
             continue;
         }
@@ -372,7 +382,7 @@ IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray&
         }
         if (top + 2 > 128) {
             // Cannot happen for trees of sane depth; fall back to the scan.
-            return QueryBruteForce(geometry, ray);
+            return QueryBruteForce(geometry, ray, maxDistance);
         }
         // Push the farther child first so the nearer one is visited next.
         if (ka <= kb) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cfloat>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -24,9 +25,12 @@ namespace orvcore {
 class PrimitiveSearch {
 public:
     /// Nearest element through the hierarchy (built or refreshed as needed).
-    IntersectPoint Query(const BufferGeometry& geometry, const Ray& ray);
+    /// Points and segments farther from the ray than `maxDistance` are left
+    /// out (triangles are not affected).
+    IntersectPoint Query(const BufferGeometry& geometry, const Ray& ray, float maxDistance = FLT_MAX);
     /// Nearest element by visiting every element: the reference answer.
-    static IntersectPoint QueryBruteForce(const BufferGeometry& geometry, const Ray& ray);
+    static IntersectPoint QueryBruteForce(const BufferGeometry& geometry, const Ray& ray,
+                                          float maxDistance = FLT_MAX);
 
     const Bvh& GetTree() const { return m_Tree; }
     /// Number of full builds so far (refits not counted).

@@ -2,6 +2,8 @@
 
 #include <orvkernel/PrimitiveSearch.h>
 
+#include <cfloat>
+
 namespace orvcore {
 
 namespace {
@@ -52,15 +54,17 @@ std::shared_ptr<PrimitiveShape> PrimitiveShape::Clone() const
     return copy;
 }
 
-IntersectPoint PrimitiveShape::ComputeNearestPoint(const Ray& ray) const
+IntersectPoint PrimitiveShape::ComputeNearestPoint(const Ray& ray) const { return ComputeNearestPoint(ray, FLT_MAX); }
+
+IntersectPoint PrimitiveShape::ComputeNearestPoint(const Ray& ray, float maxDistance) const
 {
     if (!m_Geometry)
         return IntersectPoint();
     if (m_Geometry->GetPrimitiveCount() <= kSearchThreshold)
-        return PrimitiveSearch::QueryBruteForce(*m_Geometry, ray);
+        return PrimitiveSearch::QueryBruteForce(*m_Geometry, ray, maxDistance);
     if (!m_Search)
         m_Search = std::make_unique<PrimitiveSearch>();
-    return m_Search->Query(*m_Geometry, ray);
+    return m_Search->Query(*m_Geometry, ray, maxDistance);
 }
 
 IntersectPoint PrimitiveShape::ComputeNearestPointBruteForce(const Ray& ray) const

@@ -73,6 +73,10 @@ public:
     std::shared_ptr<PrimitiveShape> Clone() const;
 
     IntersectPoint ComputeNearestPoint(const Ray& ray) const;
+    /// The same, leaving out points and segments farther from the ray than
+    /// `maxDistance`: pickers pass the largest distance that can still be
+    /// within their screen threshold, which keeps the search local.
+    IntersectPoint ComputeNearestPoint(const Ray& ray, float maxDistance) const;
     IntersectPoint ComputeNearestPointBruteForce(const Ray& ray) const;
 
 private:

@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 #include <glm/geometric.hpp>
 
@@ -80,6 +81,38 @@ bool Raycaster::TestDistanceThreshold(const glm::vec3& a, const glm::vec3& b) co
     const glm::vec3 pa = CameraOperator::WorldPointToViewportPoint(*m_Camera, a);
     const glm::vec3 pb = CameraOperator::WorldPointToViewportPoint(*m_Camera, b);
     return std::fabs(pa.x - pb.x) <= m_ScreenThreshold && std::fabs(pa.y - pb.y) <= m_ScreenThreshold;
+}
+
+float Raycaster::LocalSearchRadius(const glm::mat4& world, const AxisAlignedBox& worldBox) const
+{
+    constexpr float kNone = std::numeric_limits<float>::max();
+    if (!m_Camera || !worldBox.isFinite() || m_Camera->GetHeight() == 0 || !(m_Camera->GetZoomFactor() > 0.0f))
+        return kNone;
+    // World units per viewport pixel at the farthest depth the box reaches.
+    float perPixel;
+    if (m_Camera->GetProjectionType() == Camera::PROJECTION_ORTHOGRAPHIC) {
+        perPixel = 2.0f * m_Camera->GetOrthoHalfHeight();
+    } else {
+        const glm::vec3 eye = m_Camera->GetEye(), dir = m_Camera->GetDirection();
+        float depth = 0.0f;
+        for (int i = 0; i < 8; ++i) {
+            const glm::vec3 corner((i & 1) ? worldBox.getMaximum().x : worldBox.getMinimum().x,
+                                   (i & 2) ? worldBox.getMaximum().y : worldBox.getMinimum().y,
+                                   (i & 4) ? worldBox.getMaximum().z : worldBox.getMinimum().z);
+            depth = std::max(depth, glm::dot(corner - eye, dir));
+        }
+        perPixel = 2.0f * depth * std::tan(0.5f * m_Camera->GetFov());
+    }
+    perPixel /= float(m_Camera->GetHeight()) * m_Camera->GetZoomFactor();
+    // The square threshold reaches sqrt(2) pixels per pixel of threshold; an
+    // offset seen at an angle looks shorter: a factor of 2 on top keeps it safe.
+    const float worldRadius = m_ScreenThreshold * 1.4142136f * 2.0f * perPixel;
+    // Local units are world units divided by the node's scale.
+    const float scale = std::min({glm::length(glm::vec3(world[0])), glm::length(glm::vec3(world[1])),
+                                  glm::length(glm::vec3(world[2]))});
+    if (!(scale > 0.0f) || !std::isfinite(worldRadius))
+        return kNone;
+    return worldRadius / scale;
 }
 
 bool Raycaster::Intersects(const AxisAlignedBox& box) const

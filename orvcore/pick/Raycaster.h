@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include <glm/mat4x4.hpp>
 #include <glm/vec3.hpp>
 
 #include <orvcommon/AxisAlignedBox.h>
@@ -49,6 +50,11 @@ public:
     /// True when two world points project within the threshold of each other
     /// on both viewport axes.
     bool TestDistanceThreshold(const glm::vec3& a, const glm::vec3& b) const;
+    /// A distance from the ray, in the local units of a node with the given
+    /// world matrix and world box, beyond which no point or segment of the
+    /// node can pass `TestDistanceThreshold` (with a safety factor); the
+    /// largest float when none can be given.
+    float LocalSearchRadius(const glm::mat4& world, const AxisAlignedBox& worldBox) const;
     /// Coarse test: does the ray meet the sphere around the box?
     bool Intersects(const AxisAlignedBox& box) const;
     /// Whether the pick filter admits a primitive kind (points 1, lines 2,

@@ -6,6 +6,8 @@
 #include <orvcore/render/RenderContext.h>
 #include <orvcore/scene/SceneVisitor.h>
 
+#include <limits>
+
 #include <glm/geometric.hpp>
 #include <glm/matrix.hpp>
 
@@ -96,7 +98,10 @@ bool PrimitiveSceneNode::HitTest(Raycaster& caster)
     Ray local = caster.GetRay();
     local.applyMatrix(glm::inverse(world));
 
-    IntersectPoint ip = m_Primitive->ComputeNearestPoint(local);
+    const float radius = IsTrianglePrimitive(m_Primitive->GetPrimitiveType())
+                             ? std::numeric_limits<float>::max()
+                             : caster.LocalSearchRadius(world, GetWorldBBox());
+    IntersectPoint ip = m_Primitive->ComputeNearestPoint(local, radius);
     if (ip.GetPrimitiveIndex() < 0)
         return false;
     ip.Transform(world);

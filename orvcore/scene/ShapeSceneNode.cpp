@@ -7,7 +7,8 @@
 #include <orvcore/render/RenderContext.h>
 #include <orvcore/scene/SceneVisitor.h>
 
-#include <map>
+
+#include <limits>
 
 #include <glm/geometric.hpp>
 #include <glm/matrix.hpp>
@@ -71,15 +72,18 @@ bool ShapeSceneNode::HitTest(Raycaster& caster)
     Ray local = caster.GetRay();
     local.applyMatrix(glm::inverse(world));
 
-    // Candidates keyed by their distance along the local ray; on equal
+    // The nearest candidate by its distance along the local ray; on equal
     // distances the lower member index, met first, stays.
-    std::map<float, IntersectPoint> candidates;
+    bool found = false;
+    IntersectPoint best;
+    const float radius = caster.LocalSearchRadius(world, GetWorldBBox());
     const auto& primitives = m_Shape->GetPrimitives();
     for (uint32_t i = 0; i < primitives.size(); ++i) {
         const uint32_t type = primitives[i]->GetPrimitiveType();
         if (!caster.IsPickable(static_cast<EnumPrimitiveType>(type)))
             continue;
-        IntersectPoint ip = primitives[i]->ComputeNearestPoint(local);
+        IntersectPoint ip = primitives[i]->ComputeNearestPoint(
+            local, IsTrianglePrimitive(type) ? std::numeric_limits<float>::max() : radius);
         if (ip.GetPrimitiveIndex() < 0)
             continue;
         if (type != PRIMITIVE_TRIANGLES) {
@@ -89,12 +93,14 @@ bool ShapeSceneNode::HitTest(Raycaster& caster)
                 continue;
         }
         ip.SetShapeIndex(i);
-        candidates.emplace(ip.GetDistance(), ip);
+        if (!found || ip.GetDistance() < best.GetDistance()) {
+            best = ip;
+            found = true;
+        }
     }
-    if (candidates.empty())
+    if (!found)
         return false;
 
-    IntersectPoint best = candidates.begin()->second;
     // Point and line hits were already moved to world space above; this
     // second transform starts again from the local position, so it lands on
     // the same world point.

@@ -1,3 +1,4 @@
+#include <orvcommon/Math.h>
 #include <orvcore/pick/PickNodeByRayVisitor.h>
 #include <orvcore/pick/Raycaster.h>
 #include <orvcore/scene/GroupSceneNode.h>
@@ -9,6 +10,7 @@
 #include <cmath>
 
 #include <glm/gtc/matrix_transform.hpp>
+#include <glm/matrix.hpp>
 #include <gtest/gtest.h>
 #include <orvkernel/CameraOperator.h>
 
@@ -254,4 +256,43 @@ TEST(Raycaster, ScenesOfAManagerMergeIntoOneSortedList)
     ASSERT_EQ(caster.HitTest(manager, false), 3u);
     EXPECT_EQ(caster.GetIntersects()[1].GetNode(), mid.get());
     EXPECT_EQ(caster.HitTest(manager->GetTempScene()), 1u);
+}
+
+TEST(Raycaster, SearchRadiusNeverCutsOffAnAcceptedHit)
+{
+    // Segments scattered in a box seen at an angle: wherever the nearest
+    // segment is within the screen threshold, it lies within the radius.
+    auto camera = std::make_shared<Camera>(320, 240, glm::vec3(150, -200, 180), glm::vec3(0.0f), glm::vec3(0, 0, 1));
+    std::vector<glm::vec3> points;
+    uint32_t seed = 7;
+    auto next = [&seed] {
+        seed = seed * 1664525u + 1013904223u;
+        return float(seed >> 8) / float(1u << 24) * 100.0f - 50.0f;
+    };
+    for (int i = 0; i < 600; ++i)
+        points.emplace_back(next(), next(), next() * 0.3f);
+    auto node = std::make_shared<PrimitiveSceneNode>(orvtest::Primitive(PRIMITIVE_LINES, points));
+    node->SetTransform(glm::scale(glm::rotate(glm::mat4(1.0f), 0.4f, glm::vec3(0, 0, 1)), glm::vec3(1.5f)));
+    auto root = orvtest::Root({node});
+
+    int accepted = 0;
+    for (int y = 20; y < 240; y += 11) {
+        for (int x = 20; x < 320; x += 13) {
+            Raycaster caster(camera, 7, x, y);
+            const glm::mat4& world = node->GetWorldTransform();
+            Ray local = caster.GetRay();
+            local.applyMatrix(glm::inverse(world));
+            const IntersectPoint nearest = node->GetPrimitive()->ComputeNearestPoint(local);
+            ASSERT_TRUE(nearest.IsHit());
+            const glm::vec3 hit = Math::transformVec3(world, nearest.GetLocalPosition());
+            const glm::vec3 onRay = Math::transformVec3(world, local.getPoint(nearest.GetDistance()));
+            if (!caster.TestDistanceThreshold(hit, onRay))
+                continue;
+            ++accepted;
+            const float d = glm::distance(nearest.GetLocalPosition(), local.getPoint(nearest.GetDistance()));
+            EXPECT_LE(d, caster.LocalSearchRadius(world, node->GetWorldBBox())) << x << "," << y;
+            EXPECT_EQ(caster.HitTest(root), 1u) << x << "," << y;
+        }
+    }
+    EXPECT_GT(accepted, 50);
 }

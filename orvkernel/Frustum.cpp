@@ -119,6 +119,28 @@ bool Frustum::IsVisible(const AxisAlignedBox& box) const
     return !outside;
 }
 
+Frustum::Containment Frustum::Classify(const AxisAlignedBox& box) const
+{
+    if (box.isNull())
+        return Containment::Outside;
+    if (m_Everything)
+        return Containment::Inside;
+    if (box.isInfinite())
+        return Containment::Intersects;
+    const glm::vec3& lo = box.getMinimum();
+    const glm::vec3& hi = box.getMaximum();
+    const float cx = (lo.x + hi.x) * 0.5f, cy = (lo.y + hi.y) * 0.5f, cz = (lo.z + hi.z) * 0.5f;
+    const float hx = (hi.x - lo.x) * 0.5f, hy = (hi.y - lo.y) * 0.5f, hz = (hi.z - lo.z) * 0.5f;
+    bool outside = false, straddles = false;
+    for (const glm::vec4& p : m_Planes) {
+        const float reach = std::fabs(p.x) * hx + std::fabs(p.y) * hy + std::fabs(p.z) * hz;
+        const float centre = p.x * cx + p.y * cy + p.z * cz + p.w;
+        outside |= centre + reach < 0.0f;
+        straddles |= centre - reach < 0.0f;
+    }
+    return outside ? Containment::Outside : (straddles ? Containment::Intersects : Containment::Inside);
+}
+
 bool Frustum::IsVisible(const glm::vec3& point) const
 {
     if (m_Everything)

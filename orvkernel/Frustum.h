@@ -40,6 +40,13 @@ public:
     bool IsVisible(const AxisAlignedBox& box) const;
     bool IsVisible(const glm::vec3& point) const;
 
+    enum class Containment { Outside, Intersects, Inside };
+    /// Where a box lies: wholly outside one plane, wholly inside all six, or
+    /// in between. Visitors use `Inside` to skip testing a subtree whose
+    /// bounds the frustum already contains. Null boxes are outside, infinite
+    /// ones intersect, and everything is inside a default frustum.
+    Containment Classify(const AxisAlignedBox& box) const;
+
     const std::array<glm::vec4, 6>& GetPlanes() const { return m_Planes; }
 
 private:

@@ -12,7 +12,7 @@ bool PrepareSceneVisitor::Admit(const SceneNode& node) const
 {
     if (!node.GetVisible())
         return false;
-    return !node.GetCulling() || m_Context.IsVisible(node.GetWorldBBox());
+    return m_Inside || !node.GetCulling() || m_Context.IsVisible(node.GetWorldBBox());
 }
 
 void PrepareSceneVisitor::Collect(SceneNode* node)
@@ -27,8 +27,24 @@ void PrepareSceneVisitor::Visit(ShapeSceneNode* node) { Collect(node); }
 
 void PrepareSceneVisitor::Visit(GroupSceneNode* node)
 {
-    if (Admit(*node))
+    if (!node->GetVisible())
+        return;
+    if (m_Inside || !node->GetCulling()) {
         node->Apply(*this);
+        return;
+    }
+    switch (m_Context.Classify(node->GetWorldBBox())) {
+    case Frustum::Containment::Outside:
+        return;
+    case Frustum::Containment::Intersects:
+        node->Apply(*this);
+        return;
+    case Frustum::Containment::Inside:
+        m_Inside = true;
+        node->Apply(*this);
+        m_Inside = false;
+        return;
+    }
 }
 
 } // namespace orvcore

@@ -32,6 +32,7 @@ public:
     void SetDisplayFilter(const unsigned int& filter) { m_DisplayFilter = filter; }
 
     bool IsVisible(const AxisAlignedBox& box) const { return m_Frustum.IsVisible(box); }
+    Frustum::Containment Classify(const AxisAlignedBox& box) const { return m_Frustum.Classify(box); }
     /// Clip-space z of the box centre (no w divide): the depth key.
     float DistanceToEye(const AxisAlignedBox& box) const;
 

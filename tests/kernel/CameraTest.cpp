@@ -281,7 +281,16 @@ TEST(Frustum, CullsBoxesAgainstTheCameraVolume)
         const AxisAlignedBox justOutside(glm::vec3(1.1f * hw, -0.1f, -0.1f), glm::vec3(1.15f * hw, 0.1f, 0.1f));
         EXPECT_FALSE(frustum.IsVisible(justOutside));
         EXPECT_TRUE(Frustum(camera, 1.2f).IsVisible(justOutside));
+
+        using C = Frustum::Containment;
+        EXPECT_EQ(frustum.Classify(cube(glm::vec3(0), 1)), C::Inside);
+        EXPECT_EQ(frustum.Classify(cube(glm::vec3(hw, 0, 0), 0.5f)), C::Intersects);
+        EXPECT_EQ(frustum.Classify(cube(glm::vec3(0, 0, 9.5f), 1)), C::Intersects); // crosses the near plane
+        EXPECT_EQ(frustum.Classify(cube(glm::vec3(0, 3 * hw, 0), 1)), C::Outside);
+        EXPECT_EQ(frustum.Classify(AxisAlignedBox(AxisAlignedBox::EXTENT_INFINITE)), C::Intersects);
+        EXPECT_EQ(frustum.Classify(AxisAlignedBox()), C::Outside);
     }
+    EXPECT_EQ(Frustum().Classify(AxisAlignedBox(glm::vec3(1e6f), glm::vec3(2e6f))), Frustum::Containment::Inside);
     orvtest::LogCapture log;
     Frustum bad(Camera(), 0.0f);
     EXPECT_EQ(log.warnings, std::vector<std::string>{"Frustum factor is invalid!"});

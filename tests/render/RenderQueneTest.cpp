@@ -189,16 +189,27 @@ TEST(PrepareSceneVisitor, CullsHiddenAndOutsideSubtrees)
     hidden->SetVisible(false);
     auto farGroup = std::make_shared<GroupSceneNode>();
     farGroup->AddNode(std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 9000, 0, 1)));
+    // A group wholly in view: its children are not tested again, but hidden
+    // ones still stay out, and the nodes after it are culled as before.
+    auto nearGroup = std::make_shared<GroupSceneNode>();
+    auto nearChild = std::make_shared<PrimitiveSceneNode>(orvtest::Square(2, 2, 0, 1));
+    auto nearHidden = std::make_shared<PrimitiveSceneNode>(orvtest::Square(3, 2, 0, 1));
+    nearHidden->SetVisible(false);
+    nearGroup->AddNode(nearChild);
+    nearGroup->AddNode(nearHidden);
     auto root = std::make_shared<GroupSceneNode>();
-    for (const auto& n : std::vector<std::shared_ptr<SceneNode>>{inside, outside, outsideNoCull, hidden, farGroup})
+    for (const auto& n :
+         std::vector<std::shared_ptr<SceneNode>>{nearGroup, inside, outside, outsideNoCull, hidden, farGroup})
         root->AddNode(n);
     root->UpdateTransform(glm::mat4(1.0f));
 
     PrepareSceneVisitor visitor(context);
     root->Accept(visitor);
     const RenderList& faces = queue.GetRenderList(L::Face);
-    ASSERT_EQ(faces.GetItemCount(), 2u);
-    std::vector<PrimitiveShape*> got{faces.GetAt(0).GetPrimitive(), faces.GetAt(1).GetPrimitive()};
-    EXPECT_NE(std::find(got.begin(), got.end(), inside->GetPrimitive().get()), got.end());
-    EXPECT_NE(std::find(got.begin(), got.end(), outsideNoCull->GetPrimitive().get()), got.end());
+    ASSERT_EQ(faces.GetItemCount(), 3u);
+    std::vector<PrimitiveShape*> got;
+    for (std::size_t i = 0; i < faces.GetItemCount(); ++i)
+        got.push_back(faces.GetAt(i).GetPrimitive());
+    for (const auto& n : {inside, outsideNoCull, nearChild})
+        EXPECT_NE(std::find(got.begin(), got.end(), n->GetPrimitive().get()), got.end());
 }

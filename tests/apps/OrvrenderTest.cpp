@@ -2,6 +2,7 @@
 #include <orvrender/RenderSession.h>
 
 #include <sys/wait.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -20,10 +21,22 @@ namespace {
 
 const std::string kRoot = ORVCORE_SOURCE_DIR;
 
+// ctest runs each test in its own process, several at once: every process
+// writes its program output, scenes and images into a folder of its own.
+const std::string& Scratch()
+{
+    static const std::string dir = [] {
+        const std::string path = ::testing::TempDir() + "orvrender-" + std::to_string(::getpid()) + "/";
+        std::filesystem::create_directories(path);
+        return path;
+    }();
+    return dir;
+}
+
 // Runs the program; returns its exit code and what it printed.
 int RunProgram(const std::string& arguments, std::string& output)
 {
-    const std::string log = ::testing::TempDir() + "orvrender.out";
+    const std::string log = Scratch() + "orvrender.out";
     // Leaks are checked by the in-process tests; a child process exits with
     // the driver's rendering threads still parked, which the leak checker's
     // thread suspension does not survive reliably.
@@ -37,7 +50,7 @@ int RunProgram(const std::string& arguments, std::string& output)
 
 std::string WriteScene(const std::string& name, const std::string& text)
 {
-    const std::string path = ::testing::TempDir() + name;
+    const std::string path = Scratch() + name;
     std::ofstream(path) << text;
     return path;
 }
@@ -51,7 +64,7 @@ TEST(Orvrender, EveryExampleRendersToAnImage)
         if (entry.path().extension() != ".json")
             continue;
         ++examples;
-        const std::string png = ::testing::TempDir() + entry.path().stem().string() + ".png";
+        const std::string png = Scratch() + entry.path().stem().string() + ".png";
         std::string output;
         ASSERT_EQ(RunProgram(entry.path().string() + " --size 256x256 -o " + png, output), 0) << output;
         EXPECT_NE(output.find("triangles"), std::string::npos) << output;
@@ -72,7 +85,7 @@ TEST(Orvrender, PickReportsTheNodeUnderThePoint)
       "nodes": [{"type": "box", "name": "target box", "userId": 42, "size": [40, 40, 10], "edges": false}]
     })");
     std::string output;
-    ASSERT_EQ(RunProgram(scene + " --size 200x200 --pick 100,100 --pick 5,5 -o " + ::testing::TempDir() + "pick.png", output),
+    ASSERT_EQ(RunProgram(scene + " --size 200x200 --pick 100,100 --pick 5,5 -o " + Scratch() + "pick.png", output),
               0)
         << output;
     EXPECT_NE(output.find("\"node\":\"target box\""), std::string::npos) << output;
@@ -94,7 +107,7 @@ TEST(Orvrender, PickReportsTheNodeUnderThePoint)
 TEST(Orvrender, BadInputExitsWithTwoAndNamesThePlace)
 {
     std::string output;
-    const std::string out = " -o " + ::testing::TempDir() + "bad.png";
+    const std::string out = " -o " + Scratch() + "bad.png";
     EXPECT_EQ(RunProgram(WriteScene("orv_bad1.json", "{ \"nodes\": [ ") + out, output), 2);
     EXPECT_NE(output.find("orv_bad1.json"), std::string::npos) << output;
     EXPECT_EQ(RunProgram(WriteScene("orv_bad2.json", R"({"nodes": [{"type": "box", "size": "big"}]})") + out, output), 2);
@@ -106,7 +119,7 @@ TEST(Orvrender, BadInputExitsWithTwoAndNamesThePlace)
     EXPECT_NE(output.find("/nodes/0"), std::string::npos) << output;
     EXPECT_EQ(RunProgram(WriteScene("orv_bad5.json", R"({"nodes": [{"type": "box", "size": [1e30, 1, 1]}]})") + out, output), 2);
     EXPECT_EQ(RunProgram("--size 0x0" + out, output), 2);
-    EXPECT_EQ(RunProgram(::testing::TempDir() + "missing.json" + out, output), 2);
+    EXPECT_EQ(RunProgram(Scratch() + "missing.json" + out, output), 2);
 }
 
 TEST(Orvrender, ExamplesMatchTheirGoldenImages)
@@ -120,7 +133,7 @@ TEST(Orvrender, ExamplesMatchTheirGoldenImages)
         ASSERT_TRUE(session.LoadFile(entry.path().string(), error)) << error;
         session.ApplyFileSelection();
         session.Render();
-        const std::string png = ::testing::TempDir() + "orv_example.png";
+        const std::string png = Scratch() + "orv_example.png";
         ASSERT_TRUE(session.SavePng(png));
         orvcore::ImageTexture2D image;
         ASSERT_TRUE(image.Load(png));

@@ -6,6 +6,8 @@
 #include <type_traits>
 #include <vector>
 
+#include <orvcommon/LargePageAllocator.h>
+
 #include <glm/vec2.hpp>
 #include <glm/vec3.hpp>
 #include <glm/vec4.hpp>
@@ -84,7 +86,7 @@ public:
         return glm::vec3(m_Data[offset], m_Data[offset + 1], m_Data[offset + 2]);
     }
 
-    const std::vector<T>& GetVector() const { return m_Data; }
+    const LargeVector<T>& GetVector() const { return m_Data; }
 
 private:
     bool SetComponents(std::size_t offset, const float* src, std::size_t n)
@@ -99,7 +101,7 @@ private:
         return true;
     }
 
-    std::vector<T> m_Data;
+    LargeVector<T> m_Data;
 };
 
 using Float32Buffer = TypedBuffer<float>;

@@ -16,7 +16,7 @@ constexpr int kBins = 16;
 // Nodes this small split at the middle of their centroid range instead of
 // by binning: at the bottom of the tree the per-node cost of 16 bins
 // outweighs what the heuristic gains.
-constexpr uint32_t kSmallNode = 64;
+constexpr uint32_t kSmallNode = 256;
 
 // Four-float lane helpers: SSE where available, plain floats otherwise. The
 // w lane is always 0 and ignored.
@@ -134,7 +134,6 @@ inline void AddToBins(Task& task, const Bvh::Ref& r, V4 lo, V4 hi)
     ++task.bins.count[b];
 }
 
-inline V4 Centroid(const Bvh::Ref& r) { return (V4::Load(r.min) + V4::Load(r.max)) * V4::Splat(0.5f); }
 
 } // namespace
 
@@ -162,94 +161,240 @@ std::size_t Bvh::GetDepth() const
     return deepest;
 }
 
-void Bvh::SetNode(uint32_t index, const float* lo, const float* hi, uint32_t first, uint32_t count)
+namespace {
+
+void SetNode(Bvh::Node& node, const Box4& bounds, uint32_t first, uint32_t count)
 {
-    Node& node = m_Nodes[index];
+    float lo[4], hi[4];
+    bounds.lo.Store(lo);
+    bounds.hi.Store(hi);
     node.min = glm::vec3(lo[0], lo[1], lo[2]);
     node.max = glm::vec3(hi[0], hi[1], hi[2]);
     node.first = first;
     node.count = count;
 }
 
-void Bvh::BuildSmall(uint32_t nodeIndex, uint32_t begin, uint32_t end, uint32_t maxLeafSize)
+// Leaves' primitive numbers, written while their references are hot.
+void WriteLeaf(const Bvh::Ref* refs, uint32_t* indices, uint32_t begin, uint32_t end)
+{
+    for (uint32_t k = begin; k < end; ++k)
+        indices[k] = refs[k].Primitive();
+}
+
+// Splits a small node (its box already stored) at the middle of its centroid
+// range along the widest axis, down to leaves. One pass per level: the
+// partition also gathers both children's boxes and centroid ranges.
+void BuildSmall(Bvh::NodeArray& nodes, Bvh::Ref* refs, uint32_t* indices, uint32_t nodeIndex, uint32_t begin,
+                uint32_t end, const Box4& centroids, uint32_t maxLeafSize)
 {
     const uint32_t n = end - begin;
-    if (n <= maxLeafSize)
+    if (n <= maxLeafSize) {
+        WriteLeaf(refs, indices, begin, end);
         return;
-    Box4 centroids;
-    for (uint32_t i = begin; i < end; ++i)
-        centroids.Grow(Centroid(m_Refs[i]));
+    }
     float lo[4], ext[4];
     centroids.lo.Store(lo);
     (centroids.hi - centroids.lo).Store(ext);
     const int axis = ext[0] >= ext[1] && ext[0] >= ext[2] ? 0 : (ext[1] >= ext[2] ? 1 : 2);
-    const float middle = lo[axis] + ext[axis] * 0.5f;
+    // Twice the centroid is compared with twice the middle: one add, no multiply.
+    const float middle2 = 2.0f * lo[axis] + ext[axis];
 
+    Box4 left, right, leftC, rightC;
     uint32_t i = begin, j = end;
     if (ext[axis] > 0.0f) {
-        auto isLeft = [&](const Ref& r) { return (r.min[axis] + r.max[axis]) * 0.5f < middle; };
+        auto isLeft = [&](const Bvh::Ref& r) { return r.min[axis] + r.max[axis] < middle2; };
+        auto grow = [](Box4& box, Box4& c, const Bvh::Ref& r) {
+            const V4 a = V4::Load(r.min), b = V4::Load(r.max);
+            box.Grow(a, b);
+            c.Grow(a + b);
+        };
         for (;;) {
-            while (i < j && isLeft(m_Refs[i]))
-                ++i;
-            while (i < j && !isLeft(m_Refs[j - 1]))
-                --j;
+            while (i < j && isLeft(refs[i]))
+                grow(left, leftC, refs[i++]);
+            while (i < j && !isLeft(refs[j - 1]))
+                grow(right, rightC, refs[--j]);
             if (i >= j)
                 break;
-            std::swap(m_Refs[i], m_Refs[j - 1]);
-            std::swap(m_Indices[i], m_Indices[j - 1]);
+            std::swap(refs[i], refs[j - 1]);
+            grow(left, leftC, refs[i++]);
+            grow(right, rightC, refs[--j]);
         }
     }
     uint32_t mid = i;
-    if (mid == begin || mid == end)
+    if (mid == begin || mid == end) {
+        // Coincident centroids (or a range too narrow to halve): split by count.
         mid = begin + n / 2;
+        left = right = leftC = rightC = Box4();
+        for (uint32_t k = begin; k < end; ++k) {
+            const V4 a = V4::Load(refs[k].min), b = V4::Load(refs[k].max);
+            (k < mid ? left : right).Grow(a, b);
+            (k < mid ? leftC : rightC).Grow(a + b);
+        }
+    }
+    // The centroid boxes above hold doubled centroids.
+    const V4 half = V4::Splat(0.5f);
+    leftC.lo = leftC.lo * half;
+    leftC.hi = leftC.hi * half;
+    rightC.lo = rightC.lo * half;
+    rightC.hi = rightC.hi * half;
 
-    Box4 left, right;
-    for (uint32_t k = begin; k < end; ++k)
-        (k < mid ? left : right).Grow(V4::Load(m_Refs[k].min), V4::Load(m_Refs[k].max));
-    const uint32_t first = static_cast<uint32_t>(m_Nodes.size());
-    m_Nodes.push_back(Node{});
-    m_Nodes.push_back(Node{});
-    m_Nodes[nodeIndex].first = first;
-    m_Nodes[nodeIndex].count = 0;
-    float a[4], b[4];
-    left.lo.Store(a);
-    left.hi.Store(b);
-    SetNode(first, a, b, begin, mid - begin);
-    right.lo.Store(a);
-    right.hi.Store(b);
-    SetNode(first + 1, a, b, mid, end - mid);
-    BuildSmall(first, begin, mid, maxLeafSize);
-    BuildSmall(first + 1, mid, end, maxLeafSize);
+    const uint32_t first = static_cast<uint32_t>(nodes.size());
+    nodes.push_back(Bvh::Node{});
+    nodes.push_back(Bvh::Node{});
+    nodes[nodeIndex].first = first;
+    nodes[nodeIndex].count = 0;
+    SetNode(nodes[first], left, begin, mid - begin);
+    SetNode(nodes[first + 1], right, mid, end - mid);
+    BuildSmall(nodes, refs, indices, first, begin, mid, leftC, maxLeafSize);
+    BuildSmall(nodes, refs, indices, first + 1, mid, end, rightC, maxLeafSize);
 }
 
-void Bvh::BuildFromRefs(uint32_t maxLeafSize)
+// One child of a node being partitioned: gathers its centroid range and,
+// when it will be split by binning, fills its bins. Consecutive primitives
+// usually fall into the same bin (meshes are stored coherently), so the
+// current bin's growth stays in registers and is written back when the bin
+// changes: no chain of stores and reloads through one bin.
+struct Side {
+    Task* task;
+    Box4& centroids;
+    int axis = 0;
+    float binMin = 0.0f, binScale = 0.0f;
+    Box4 doubled; // centroids times two
+    int run = -1;
+    Box4 runBox;
+    uint32_t runCount = 0;
+
+    Side(Task* t, Box4& c) : task(t), centroids(c)
+    {
+        if (task) {
+            axis = task->axis;
+            binMin = task->binMin;
+            binScale = task->binScale;
+        }
+    }
+    void Flush()
+    {
+        if (run >= 0) {
+            task->bins.box[run].Grow(runBox);
+            task->bins.count[run] += runCount;
+        }
+    }
+    // c2: the primitive's doubled centroid.
+    void Add(V4 lo, V4 hi, const float* c2)
+    {
+        doubled.Grow(V4::Load(c2));
+        if (!task)
+            return;
+        const int b = std::min(std::max(int((c2[axis] * 0.5f - binMin) * binScale), 0), kBins - 1);
+        if (b != run) {
+            Flush();
+            run = b;
+            runBox = Box4();
+            runCount = 0;
+        }
+        runBox.Grow(lo, hi);
+        ++runCount;
+    }
+    void Finish()
+    {
+        if (task)
+            Flush();
+        centroids.lo = doubled.lo * V4::Splat(0.5f);
+        centroids.hi = doubled.hi * V4::Splat(0.5f);
+    }
+};
+
+} // namespace
+
+namespace {
+
+// Per-thread build state: the reference array and the root's statistics,
+// gathered chunk by chunk while the references are produced.
+struct BuildScratch {
+    LargeVector<Bvh::Ref> refs;
+    Box4 bounds;
+    Box4 doubledCentroids; // centroids times two
+    bool rootBinned = false;
+    Task root;
+};
+
+BuildScratch& Scratch()
+{
+    thread_local BuildScratch scratch;
+    return scratch;
+}
+
+} // namespace
+
+Bvh::Ref* Bvh::BeginBuild(uint32_t count, const glm::vec3& centroidsLo, const glm::vec3& centroidsHi)
+{
+    BuildScratch& s = Scratch();
+    if (s.refs.size() < count)
+        s.refs.resize(count);
+    s.bounds = Box4();
+    s.doubledCentroids = Box4();
+    const bool estimated = centroidsLo.x <= centroidsHi.x && centroidsLo.y <= centroidsHi.y &&
+                           centroidsLo.z <= centroidsHi.z && std::isfinite(centroidsLo.x + centroidsLo.y + centroidsLo.z) &&
+                           std::isfinite(centroidsHi.x + centroidsHi.y + centroidsHi.z);
+    s.rootBinned = false;
+    if (estimated) {
+        const float lo[4] = {centroidsLo.x, centroidsLo.y, centroidsLo.z, 0.0f};
+        const float hi[4] = {centroidsHi.x, centroidsHi.y, centroidsHi.z, 0.0f};
+        Box4 range;
+        range.lo = V4::Load(lo);
+        range.hi = V4::Load(hi);
+        SetupBinning(s.root, range);
+        s.rootBinned = s.root.binScale > 0.0f;
+    }
+    return s.refs.data();
+}
+
+void Bvh::AbsorbRefs(uint32_t begin, uint32_t end)
+{
+    BuildScratch& s = Scratch();
+    Box4 bounds = s.bounds, doubled = s.doubledCentroids;
+    const Ref* refs = s.refs.data();
+    for (uint32_t k = begin; k < end; ++k) {
+        const V4 lo = V4::Load(refs[k].min), hi = V4::Load(refs[k].max);
+        bounds.Grow(lo, hi);
+        doubled.Grow(lo + hi);
+    }
+    s.bounds = bounds;
+    s.doubledCentroids = doubled;
+    if (s.rootBinned) {
+        for (uint32_t k = begin; k < end; ++k)
+            AddToBins(s.root, refs[k], V4::Load(refs[k].min), V4::Load(refs[k].max));
+    }
+}
+
+void Bvh::FinishBuild(uint32_t count, uint32_t maxLeafSize)
 {
     m_Nodes.clear();
-    const uint32_t count = static_cast<uint32_t>(m_Refs.size());
+    m_Indices.clear();
     if (count == 0)
         return;
+    BuildScratch& scratch = Scratch();
     maxLeafSize = std::max(1u, maxLeafSize);
     // A binary tree over n primitives has at most 2n - 1 nodes: no
     // reallocation happens while building.
     m_Nodes.reserve(2 * std::size_t(count) + 1);
 
     auto setNode = [this](uint32_t index, const Box4& bounds, uint32_t first, uint32_t n) {
-        float lo[4], hi[4];
-        bounds.lo.Store(lo);
-        bounds.hi.Store(hi);
-        SetNode(index, lo, hi, first, n);
+        SetNode(m_Nodes[index], bounds, first, n);
     };
+    Ref* const refs = scratch.refs.data();
+    m_Indices.resize(count);
+    uint32_t* const indices = m_Indices.data();
 
     m_Nodes.push_back(Node{});
     m_Nodes.push_back(Node{}); // unused: sibling pairs start at even slots
-    Box4 rootBounds, rootCentroids;
-    for (const Ref& r : m_Refs) {
-        rootBounds.Grow(V4::Load(r.min), V4::Load(r.max));
-        rootCentroids.Grow(Centroid(r));
-    }
+    const Box4 rootBounds = scratch.bounds;
+    Box4 rootCentroids;
+    rootCentroids.lo = scratch.doubledCentroids.lo * V4::Splat(0.5f);
+    rootCentroids.hi = scratch.doubledCentroids.hi * V4::Splat(0.5f);
     setNode(0, rootBounds, 0, count);
     if (count <= kSmallNode) {
-        BuildSmall(0, 0, count, maxLeafSize);
+        BuildSmall(m_Nodes, refs, indices, 0, 0, count, rootCentroids, maxLeafSize);
         return;
     }
 
@@ -260,14 +405,18 @@ void Bvh::BuildFromRefs(uint32_t maxLeafSize)
     std::size_t top = 0;
     {
         Task& root = tasks[top++];
+        if (scratch.rootBinned) {
+            root = scratch.root;
+        } else {
+            SetupBinning(root, rootCentroids);
+            for (uint32_t k = 0; k < count; ++k)
+                AddToBins(root, refs[k], V4::Load(refs[k].min), V4::Load(refs[k].max));
+        }
         root.node = 0;
         root.begin = 0;
         root.end = count;
         root.bounds = rootBounds;
         root.centroids = rootCentroids;
-        SetupBinning(root, rootCentroids);
-        for (const Ref& r : m_Refs)
-            AddToBins(root, r, V4::Load(r.min), V4::Load(r.max));
     }
 
     while (top > 0) {
@@ -276,7 +425,7 @@ void Bvh::BuildFromRefs(uint32_t maxLeafSize)
         Task& task = tasks[top - 1];
         const uint32_t begin = task.begin, end = task.end, n = end - begin, parent = task.node;
         if (n <= kSmallNode) {
-            BuildSmall(parent, begin, end, maxLeafSize);
+            BuildSmall(m_Nodes, refs, indices, parent, begin, end, task.centroids, maxLeafSize);
             --top;
             continue;
         }
@@ -291,7 +440,7 @@ void Bvh::BuildFromRefs(uint32_t maxLeafSize)
                 if (task.binScale == 0.0f)
                     break;
                 for (uint32_t i = begin; i < end; ++i)
-                    AddToBins(task, m_Refs[i], V4::Load(m_Refs[i].min), V4::Load(m_Refs[i].max));
+                    AddToBins(task, refs[i], V4::Load(refs[i].min), V4::Load(refs[i].max));
             }
             float leftArea[kBins];
             uint32_t leftCounts[kBins];
@@ -322,7 +471,7 @@ void Bvh::BuildFromRefs(uint32_t maxLeafSize)
         }
         if (split < 0) {
             // The centroids coincide: no plane separates them.
-            BuildSmall(parent, begin, end, maxLeafSize);
+            BuildSmall(m_Nodes, refs, indices, parent, begin, end, task.centroids, maxLeafSize);
             --top;
             continue;
         }
@@ -360,81 +509,48 @@ void Bvh::BuildFromRefs(uint32_t maxLeafSize)
 
         // Each primitive is loaded and its centroid computed once: the
         // parent's bin decides its side, the child's bin is filled at once.
-        struct Loaded {
-            V4 lo, hi;
-            float c[4];
-        };
-        auto load = [&](uint32_t k, Loaded& e) {
-            e.lo = V4::Load(m_Refs[k].min);
-            e.hi = V4::Load(m_Refs[k].max);
-            ((e.lo + e.hi) * V4::Splat(0.5f)).Store(e.c);
-            return std::min(std::max(int((e.c[axis] - binMin) * binScale), 0), kBins - 1) < split;
-        };
-        // Consecutive primitives usually fall into the same bin (meshes are
-        // stored coherently), so each child keeps its current bin's growth in
-        // registers and writes it back when the bin changes: no chain of
-        // stores and reloads through one bin.
-        struct Run {
-            int bin = -1;
-            Box4 box;
-            uint32_t count = 0;
-        };
-        Run leftRun, rightRun;
-        auto flush = [](Run& run, Task& child) {
-            if (run.bin >= 0) {
-                child.bins.box[run.bin].Grow(run.box);
-                child.bins.count[run.bin] += run.count;
-            }
-        };
-        auto add = [&](const Loaded& e, Box4& centroids, bool bin, Task& child, Run& run) {
-            centroids.Grow(V4::Load(e.c));
-            if (bin) {
-                const int b =
-                    std::min(std::max(int((e.c[child.axis] - child.binMin) * child.binScale), 0), kBins - 1);
-                if (b != run.bin) {
-                    flush(run, child);
-                    run.bin = b;
-                    run.box = Box4();
-                    run.count = 0;
-                }
-                run.box.Grow(e.lo, e.hi);
-                ++run.count;
-            }
-        };
+        // The sides' binning parameters are copied into locals so that the
+        // stores of the partition cannot be thought to change them.
+        Side left(binLeft ? lt : nullptr, leftCentroids), right(binRight ? rt : nullptr, rightCentroids);
+        auto isLeft = [&](const float* c2) { return int((c2[axis] * 0.5f - binMin) * binScale) < split; };
         uint32_t i = begin, j = end;
-        Loaded a, b;
+        float ca[4], cb[4];
         while (i < j) {
-            if (load(i, a)) {
-                add(a, leftCentroids, binLeft, *lt, leftRun);
+            const V4 alo = V4::Load(refs[i].min), ahi = V4::Load(refs[i].max);
+            (alo + ahi).Store(ca);
+            if (isLeft(ca)) {
+                left.Add(alo, ahi, ca);
                 ++i;
                 continue;
             }
             // Element i goes right: find an element from the end that goes left.
             bool swapped = false;
             while (i + 1 < j) {
-                if (!load(j - 1, b)) {
-                    add(b, rightCentroids, binRight, *rt, rightRun);
+                const V4 blo = V4::Load(refs[j - 1].min), bhi = V4::Load(refs[j - 1].max);
+                (blo + bhi).Store(cb);
+                if (!isLeft(cb)) {
+                    right.Add(blo, bhi, cb);
                     --j;
                     continue;
                 }
-                std::swap(m_Refs[i], m_Refs[j - 1]);
-                std::swap(m_Indices[i], m_Indices[j - 1]);
-                add(b, leftCentroids, binLeft, *lt, leftRun);
-                add(a, rightCentroids, binRight, *rt, rightRun);
+                blo.Store(refs[i].min);
+                bhi.Store(refs[i].max);
+                alo.Store(refs[j - 1].min);
+                ahi.Store(refs[j - 1].max);
+                left.Add(blo, bhi, cb);
+                right.Add(alo, ahi, ca);
                 ++i;
                 --j;
                 swapped = true;
                 break;
             }
             if (!swapped) {
-                add(a, rightCentroids, binRight, *rt, rightRun);
+                right.Add(alo, ahi, ca);
                 --j;
             }
         }
-        if (binLeft)
-            flush(leftRun, *lt);
-        if (binRight)
-            flush(rightRun, *rt);
+        left.Finish();
+        right.Finish();
         const uint32_t mid = i;
 
         const uint32_t firstChild = static_cast<uint32_t>(m_Nodes.size());
@@ -446,6 +562,10 @@ void Bvh::BuildFromRefs(uint32_t maxLeafSize)
         setNode(firstChild + 1, rightBounds, mid, end - mid);
 
         --top;
+        if (!pushLeft)
+            WriteLeaf(refs, indices, begin, mid);
+        if (!pushRight)
+            WriteLeaf(refs, indices, mid, end);
         if (pushRight) {
             rt->node = firstChild + 1;
             rt->begin = mid;

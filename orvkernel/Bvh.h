@@ -3,11 +3,12 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <new>
 #include <vector>
 
 #include <glm/common.hpp>
 #include <glm/vec3.hpp>
+
+#include <orvcommon/LargePageAllocator.h>
 
 namespace orvcore {
 
@@ -23,25 +24,6 @@ namespace orvcore {
 /// walking the array backwards visits children before parents (refits use
 /// that). A leaf covers `count` entries of the primitive-index array starting
 /// at `first`.
-/// Allocator for cache-line aligned arrays.
-template <typename T, std::size_t Alignment = 64>
-struct CacheAlignedAllocator {
-    using value_type = T;
-    CacheAlignedAllocator() = default;
-    template <typename U>
-    CacheAlignedAllocator(const CacheAlignedAllocator<U, Alignment>&) noexcept
-    {
-    }
-    template <typename U>
-    struct rebind {
-        using other = CacheAlignedAllocator<U, Alignment>;
-    };
-    T* allocate(std::size_t n) { return static_cast<T*>(::operator new(n * sizeof(T), std::align_val_t(Alignment))); }
-    void deallocate(T* p, std::size_t) noexcept { ::operator delete(p, std::align_val_t(Alignment)); }
-    bool operator==(const CacheAlignedAllocator&) const { return true; }
-    bool operator!=(const CacheAlignedAllocator&) const { return false; }
-};
-
 class Bvh {
 public:
     struct Node {
@@ -56,8 +38,14 @@ public:
     /// i's box and returns false for a primitive to leave out (degenerate or
     /// invalid). Leaves hold at most `maxLeafSize` primitives unless their
     /// centroids coincide.
+    ///
+    /// `centroidsLo`/`centroidsHi` optionally estimate the range of the
+    /// primitives' box centres (the geometry's box will do): given, the root
+    /// is binned while the boxes are produced, which saves a pass over them.
+    /// A poor estimate costs tree quality, never correctness.
     template <typename BoxFn>
-    void Build(uint32_t count, BoxFn&& boxOf, uint32_t maxLeafSize = 4);
+    void Build(uint32_t count, BoxFn&& boxOf, uint32_t maxLeafSize = 4,
+               const glm::vec3& centroidsLo = glm::vec3(INFINITY), const glm::vec3& centroidsHi = glm::vec3(-INFINITY));
 
     /// Recomputes every node box from the primitives' current boxes, keeping
     /// the topology. `boxOf` is called for every primitive in the tree and
@@ -67,44 +55,58 @@ public:
 
     void Clear();
     bool IsEmpty() const { return m_Nodes.empty(); }
-    using NodeArray = std::vector<Node, CacheAlignedAllocator<Node>>;
+    using NodeArray = LargeVector<Node>;
     const NodeArray& GetNodes() const { return m_Nodes; }
     /// Primitive numbers in leaf order.
-    const std::vector<uint32_t>& GetPrimitiveIndices() const { return m_Indices; }
+    const LargeVector<uint32_t>& GetPrimitiveIndices() const { return m_Indices; }
     std::size_t GetDepth() const;
 
-    /// Primitive reference used while building: box corners with a zero w
-    /// lane, so that four-wide min/max work on them directly.
+    /// Primitive reference used while building: box corners, four-wide so
+    /// that SIMD min/max work on them directly. The w lanes carry the
+    /// primitive number (low 24 bits in `min[3]`, the rest in `max[3]`, both
+    /// exact small floats), so that partitioning moves one 32-byte record
+    /// per primitive and nothing else; the lanes are ignored as coordinates.
     struct Ref {
         float min[4];
         float max[4];
+        static Ref Make(uint32_t primitive, const glm::vec3& lo, const glm::vec3& hi)
+        {
+            return Ref{{lo.x, lo.y, lo.z, float(primitive & 0xffffffu)}, {hi.x, hi.y, hi.z, float(primitive >> 24)}};
+        }
+        uint32_t Primitive() const { return uint32_t(min[3]) | (uint32_t(max[3]) << 24); }
     };
 
 private:
-    void BuildFromRefs(uint32_t maxLeafSize);
-    void BuildSmall(uint32_t node, uint32_t begin, uint32_t end, uint32_t maxLeafSize);
-    void SetNode(uint32_t index, const float* lo, const float* hi, uint32_t first, uint32_t count);
+    // The build streams primitive references through a per-thread scratch
+    // array (kept at its high-water mark, so repeated builds neither
+    // allocate nor fault in fresh pages, and trees do not each keep one).
+    static Ref* BeginBuild(uint32_t count, const glm::vec3& centroidsLo, const glm::vec3& centroidsHi);
+    /// Folds the references [begin, end), just written, into the root's
+    /// box, centroid range and (when estimated) bins while they are hot.
+    static void AbsorbRefs(uint32_t begin, uint32_t end);
+    void FinishBuild(uint32_t used, uint32_t maxLeafSize);
 
     NodeArray m_Nodes;
-    std::vector<uint32_t> m_Indices;
-    std::vector<Ref> m_Refs; // scratch, kept between builds to avoid reallocation
+    LargeVector<uint32_t> m_Indices;
 };
 
 template <typename BoxFn>
-void Bvh::Build(uint32_t count, BoxFn&& boxOf, uint32_t maxLeafSize)
+void Bvh::Build(uint32_t count, BoxFn&& boxOf, uint32_t maxLeafSize, const glm::vec3& centroidsLo,
+                const glm::vec3& centroidsHi)
 {
-    m_Refs.clear();
-    m_Refs.reserve(count);
-    m_Indices.clear();
-    m_Indices.reserve(count);
+    Ref* refs = BeginBuild(count, centroidsLo, centroidsHi);
+    constexpr uint32_t kChunk = 512; // 16 KiB of references: still in L1 when absorbed
+    uint32_t used = 0;
     glm::vec3 lo, hi;
-    for (uint32_t i = 0; i < count; ++i) {
-        if (!boxOf(i, lo, hi))
-            continue;
-        m_Refs.push_back(Ref{{lo.x, lo.y, lo.z, 0.0f}, {hi.x, hi.y, hi.z, 0.0f}});
-        m_Indices.push_back(i);
+    for (uint32_t start = 0; start < count; start += kChunk) {
+        const uint32_t chunkBegin = used, end = count - start > kChunk ? start + kChunk : count;
+        for (uint32_t i = start; i < end; ++i) {
+            if (boxOf(i, lo, hi))
+                refs[used++] = Ref::Make(i, lo, hi);
+        }
+        AbsorbRefs(chunkBegin, used);
     }
-    BuildFromRefs(maxLeafSize);
+    FinishBuild(used, maxLeafSize);
 }
 
 template <typename BoxFn>

@@ -6,8 +6,8 @@
 
 namespace orvcore {
 
-ElementAttribute::ElementAttribute(const std::vector<uint32_t>& indices) : m_Wide(true), m_Indices32(indices) {}
-ElementAttribute::ElementAttribute(const std::vector<uint16_t>& indices) : m_Wide(false), m_Indices16(indices) {}
+ElementAttribute::ElementAttribute(const std::vector<uint32_t>& indices) : m_Wide(true), m_Indices32(indices.begin(), indices.end()) {}
+ElementAttribute::ElementAttribute(const std::vector<uint16_t>& indices) : m_Wide(false), m_Indices16(indices.begin(), indices.end()) {}
 ElementAttribute::ElementAttribute(const Uint32Buffer& indices) : ElementAttribute(indices.GetData(), indices.GetCount())
 {
 }

@@ -5,6 +5,8 @@
 #include <memory>
 #include <vector>
 
+#include <orvcommon/LargePageAllocator.h>
+
 #include <orvcommon/TypedBuffer.h>
 #include <orvkernel/BufferAttribute.h>
 
@@ -41,8 +43,8 @@ public:
 
 private:
     bool m_Wide = true;
-    std::vector<uint32_t> m_Indices32;
-    std::vector<uint16_t> m_Indices16;
+    LargeVector<uint32_t> m_Indices32;
+    LargeVector<uint16_t> m_Indices16;
     uint32_t m_Version = 0;
 };
 

@@ -79,6 +79,29 @@ struct GeometryView {
         return true;
     }
 
+    // Box of triangle p of a triangle list whose positions are packed
+    // floats: the common case of a large mesh, read without the general
+    // path's per-element dispatch.
+    template <typename IndexT>
+    bool TriangleListBox(const IndexT* indices, std::size_t p, glm::vec3& lo, glm::vec3& hi) const
+    {
+        const std::size_t e = 3 * p;
+        const uint32_t a = indices ? uint32_t(indices[e]) : uint32_t(e);
+        const uint32_t b = indices ? uint32_t(indices[e + 1]) : uint32_t(e + 1);
+        const uint32_t c = indices ? uint32_t(indices[e + 2]) : uint32_t(e + 2);
+        if (std::max(a, std::max(b, c)) >= vertexCount)
+            return false;
+        glm::vec3 v0, v1, v2;
+        std::memcpy(&v0, base + std::size_t(a) * stride, sizeof(v0));
+        std::memcpy(&v1, base + std::size_t(b) * stride, sizeof(v1));
+        std::memcpy(&v2, base + std::size_t(c) * stride, sizeof(v2));
+        lo = glm::min(v0, glm::min(v1, v2));
+        hi = glm::max(v0, glm::max(v1, v2));
+        // Zero times a finite value is zero; times an infinity or NaN, NaN.
+        const glm::vec3 z = v0 * 0.0f + v1 * 0.0f + v2 * 0.0f;
+        return z.x == 0.0f && z.y == 0.0f && z.z == 0.0f;
+    }
+
     bool Box(std::size_t p, glm::vec3& lo, glm::vec3& hi) const
     {
         glm::vec3 v[3] = {glm::vec3(0.0f), glm::vec3(0.0f), glm::vec3(0.0f)};
@@ -284,14 +307,38 @@ void PrimitiveSearch::Refresh(const BufferGeometry& geometry)
             ++m_Refits;
     }
     if (!refitted) {
-        m_Tree.Build(static_cast<uint32_t>(view.primitiveCount),
-                     [&](uint32_t p, glm::vec3& lo, glm::vec3& hi) { return view.Box(p, lo, hi); },
-                     view.verticesPerPrimitive == 3 ? 4u : 8u);
+        const uint32_t primitives = static_cast<uint32_t>(view.primitiveCount);
+        const uint32_t leafSize = view.verticesPerPrimitive == 3 ? 4u : 8u;
+        // The vertices' box bounds the primitives' centres: the root is
+        // binned on it while the boxes are made.
+        const AxisAlignedBox& bounds = geometry.GetSafeBoudingBox();
+        const glm::vec3 centresLo = bounds.isFinite() ? bounds.getMinimum() : glm::vec3(INFINITY);
+        const glm::vec3 centresHi = bounds.isFinite() ? bounds.getMaximum() : glm::vec3(-INFINITY);
+        if (view.type == PRIMITIVE_TRIANGLES && view.packedFloat) {
+            if (view.index && view.index->GetDataType() == DATA_TYPE_UNSIGNED_INT) {
+                const auto* indices = static_cast<const uint32_t*>(view.index->GetData());
+                m_Tree.Build(primitives, [&](uint32_t p, glm::vec3& lo, glm::vec3& hi) {
+                    return view.TriangleListBox(indices, p, lo, hi);
+                }, leafSize, centresLo, centresHi);
+            } else if (view.index) {
+                const auto* indices = static_cast<const uint16_t*>(view.index->GetData());
+                m_Tree.Build(primitives, [&](uint32_t p, glm::vec3& lo, glm::vec3& hi) {
+                    return view.TriangleListBox(indices, p, lo, hi);
+                }, leafSize, centresLo, centresHi);
+            } else {
+                m_Tree.Build(primitives, [&](uint32_t p, glm::vec3& lo, glm::vec3& hi) {
+                    return view.TriangleListBox<uint32_t>(nullptr, p, lo, hi);
+                }, leafSize, centresLo, centresHi);
+            }
+        } else {
+            m_Tree.Build(primitives, [&](uint32_t p, glm::vec3& lo, glm::vec3& hi) { return view.Box(p, lo, hi); },
+                         leafSize, centresLo, centresHi);
+        }
         ++m_Builds;
     }
     m_LeafVertices.clear();
     if (view.verticesPerPrimitive == 1 || view.verticesPerPrimitive == 2) {
-        const std::vector<uint32_t>& prims = m_Tree.GetPrimitiveIndices();
+        const auto& prims = m_Tree.GetPrimitiveIndices();
         m_LeafVertices.resize(prims.size() * std::size_t(view.verticesPerPrimitive));
         glm::vec3 v[3] = {glm::vec3(0.0f), glm::vec3(0.0f), glm::vec3(0.0f)};
         for (std::size_t k = 0; k < prims.size(); ++k) {
@@ -319,7 +366,7 @@ IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray&
         return IntersectPoint();
 
     const Bvh::NodeArray& nodes = m_Tree.GetNodes();
-    const std::vector<uint32_t>& prims = m_Tree.GetPrimitiveIndices();
+    const auto& prims = m_Tree.GetPrimitiveIndices();
     const SlabRay slab(ray);
     const bool triangles = view.verticesPerPrimitive == 3;
 

@@ -44,7 +44,7 @@ private:
     // Point and segment vertices copied in the tree's leaf order, so that a
     // leaf's vertices share cache lines instead of being gathered through
     // the index (1 vertex per point, 2 per segment).
-    std::vector<glm::vec3> m_LeafVertices;
+    LargeVector<glm::vec3> m_LeafVertices;
     // Weak references identify the attributes by ownership, not by address.
     std::weak_ptr<BufferAttribute> m_Positions;
     uint32_t m_PositionsVersion = 0;

@@ -1,4 +1,5 @@
 #include <orvcommon/ElementId.h>
+#include <orvcommon/LargePageAllocator.h>
 #include <orvcommon/Logger.h>
 #include <orvcommon/TypedArray.h>
 #include <orvcommon/TypedBuffer.h>
@@ -42,6 +43,22 @@ TEST(TypedBuffer, VectorWritesAndRangeChecks)
     EXPECT_EQ(indices.GetCount(), 3u);
     EXPECT_TRUE(indices.SetValue(2, 7u));
     EXPECT_EQ(indices[2], 7u);
+}
+
+TEST(LargePageAllocator, AlignsBySizeAndGrowsSafely)
+{
+    LargeVector<uint32_t> v(16, 7u);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(v.data()) % 64, 0u);
+    // Growing across the large-block threshold moves the values into a
+    // huge-page aligned block; the sanitizers check the sized frees.
+    v.resize(kLargeBlockBytes / sizeof(uint32_t) + 3, 9u);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(v.data()) % (std::size_t(2) << 20), 0u);
+    EXPECT_EQ(v[15], 7u);
+    EXPECT_EQ(v.back(), 9u);
+    v.resize(10);
+    v.shrink_to_fit();
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(v.data()) % 64, 0u);
+    EXPECT_EQ(v[9], 7u);
 }
 
 TEST(TypedArray, ViewsShareStorage)

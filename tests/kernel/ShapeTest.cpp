@@ -221,42 +221,62 @@ TEST(PrimitiveShape, BadGeometryIsIgnoredNotFatal)
     EXPECT_FALSE(noPositions.ComputeNearestPoint(ray).IsHit());
 }
 
-TEST(Bvh, StructureInvariants)
+TEST(Bvh, StructureInvariantsWithAnyCentroidEstimate)
 {
     std::mt19937 rng(4);
     auto pts = RandomPoints(rng, 10000, 100.0f);
     pts.insert(pts.end(), 500, glm::vec3(1, 2, 3)); // coincident points still split
-    Bvh tree;
-    tree.Build(uint32_t(pts.size()), [&](uint32_t i, glm::vec3& lo, glm::vec3& hi) {
-        lo = hi = pts[i];
-        return true;
-    }, 8);
-    const auto& nodes = tree.GetNodes();
-    std::vector<int> seen(pts.size(), 0);
-    EXPECT_EQ(reinterpret_cast<uintptr_t>(nodes.data()) % 64, 0u); // sibling pairs share a cache line
-    for (std::size_t n = 0; n < nodes.size(); ++n) {
-        if (n == 1)
-            continue; // unused slot
-        const Bvh::Node& node = nodes[n];
-        if (node.IsLeaf()) {
-            EXPECT_LE(node.count, 8u);
-            for (uint32_t k = 0; k < node.count; ++k) {
-                const glm::vec3& p = pts[tree.GetPrimitiveIndices()[node.first + k]];
-                EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(p));
-                ++seen[tree.GetPrimitiveIndices()[node.first + k]];
-            }
-        } else {
-            ASSERT_GT(node.first, n); // children after parents
-            EXPECT_EQ(node.first % 2, 0u);
-            for (uint32_t c : {node.first, node.first + 1}) {
-                EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].min));
-                EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].max));
+    // No estimate, a fair one, one far off and one degenerate: only the
+    // tree's quality may depend on it.
+    const std::pair<glm::vec3, glm::vec3> estimates[] = {{glm::vec3(INFINITY), glm::vec3(-INFINITY)},
+                                                          {glm::vec3(-100.0f), glm::vec3(100.0f)},
+                                                          {glm::vec3(500.0f), glm::vec3(900.0f)},
+                                                          {glm::vec3(3.0f), glm::vec3(3.0f)}};
+    for (const auto& [lo, hi] : estimates) {
+        SCOPED_TRACE(lo.x);
+        Bvh tree;
+        tree.Build(uint32_t(pts.size()), [&](uint32_t i, glm::vec3& a, glm::vec3& b) {
+            a = b = pts[i];
+            return true;
+        }, 8, lo, hi);
+        const auto& nodes = tree.GetNodes();
+        std::vector<int> seen(pts.size(), 0);
+        EXPECT_EQ(reinterpret_cast<uintptr_t>(nodes.data()) % 64, 0u); // sibling pairs share a cache line
+        for (std::size_t n = 0; n < nodes.size(); ++n) {
+            if (n == 1)
+                continue; // unused slot
+            const Bvh::Node& node = nodes[n];
+            if (node.IsLeaf()) {
+                EXPECT_LE(node.count, 8u);
+                for (uint32_t k = 0; k < node.count; ++k) {
+                    const glm::vec3& p = pts[tree.GetPrimitiveIndices()[node.first + k]];
+                    EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(p));
+                    ++seen[tree.GetPrimitiveIndices()[node.first + k]];
+                }
+            } else {
+                ASSERT_GT(node.first, n); // children after parents
+                EXPECT_EQ(node.first % 2, 0u);
+                for (uint32_t c : {node.first, node.first + 1}) {
+                    EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].min));
+                    EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].max));
+                }
             }
         }
+        for (int s : seen)
+            ASSERT_EQ(s, 1); // every primitive in exactly one leaf
+        EXPECT_LT(tree.GetDepth(), 40u);
     }
-    for (int s : seen)
-        ASSERT_EQ(s, 1); // every primitive in exactly one leaf
-    EXPECT_LT(tree.GetDepth(), 40u);
+}
+
+TEST(Bvh, ReferencesCarryEveryPrimitiveNumber)
+{
+    // The number rides in two float lanes; it must survive for all 32 bits.
+    for (uint32_t p : {0u, 1u, 0xffffffu, 0x1000000u, 0x1234567u, 0xfffffffeu, 0xffffffffu}) {
+        const Bvh::Ref r = Bvh::Ref::Make(p, glm::vec3(-1.0f), glm::vec3(2.0f));
+        EXPECT_EQ(r.Primitive(), p);
+        EXPECT_EQ(r.min[0], -1.0f);
+        EXPECT_EQ(r.max[2], 2.0f);
+    }
 }
 
 TEST(CompoundShape, MembersBoxAndDeepClone)

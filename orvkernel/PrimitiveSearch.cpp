@@ -251,6 +251,99 @@ inline float EnterBox(const Bvh::Node& n, const SlabRay& r, float margin, float 
     return tNear <= tFar ? tNear : -1.0f;
 }
 
+// How far along the ray boxes are still worth entering once a triangle
+// hit is known: a little past it, because a box's entry parameter and a
+// triangle's hit parameter are rounded differently. A ray through a vertex
+// or edge shared by several triangles then sees all of them, and the tie
+// goes to the smallest element whatever the search order.
+inline float HitLimit(const Best& best) { return best.t + best.t * 1e-5f; }
+
+// The ray prepared for branch-free slab tests. Only for rays without a
+// zero direction component (`Usable`): a ray parallel to a slab needs the
+// inclusive comparison of `SlabRay`, which no finite reciprocal reproduces
+// when the origin lies on the slab's far side.
+struct FastSlab {
+    glm::vec3 origin;
+    glm::vec3 inv;
+
+    static bool Usable(const Ray& ray)
+    {
+        const glm::vec3& d = ray.getDirection();
+        return std::fabs(d.x) >= 1e-30f && std::fabs(d.y) >= 1e-30f && std::fabs(d.z) >= 1e-30f;
+    }
+    explicit FastSlab(const Ray& ray) : origin(ray.getOrigin()), inv(1.0f / ray.getDirection()) {}
+
+    // Entry parameter of the ray into the box over [0, tMax]; negative on a miss.
+    float Enter(const Bvh::Node& n, float tMax) const
+    {
+        const float x1 = (n.min.x - origin.x) * inv.x, x2 = (n.max.x - origin.x) * inv.x;
+        const float y1 = (n.min.y - origin.y) * inv.y, y2 = (n.max.y - origin.y) * inv.y;
+        const float z1 = (n.min.z - origin.z) * inv.z, z2 = (n.max.z - origin.z) * inv.z;
+        const float tNear = std::max(std::max(0.0f, std::min(x1, x2)), std::max(std::min(y1, y2), std::min(z1, z2)));
+        const float tFar = std::min(std::min(tMax, std::max(x1, x2)), std::min(std::max(y1, y2), std::max(z1, z2)));
+        return tNear <= tFar ? tNear : -1.0f;
+    }
+};
+
+// Nearest hit on a triangle list with packed float positions, the common
+// case of a large mesh. The tree holds only triangles whose indices and
+// vertices were valid when it was built or refitted, so their vertices are
+// read without checks. Boxes are tested once, when their parent is
+// expanded; the entry parameter rides on the stack so that a box found
+// farther than a later hit is dropped without a second test.
+template <typename IndexT>
+void NearestTriangle(const Bvh& tree, const GeometryView& view, const IndexT* indices, const Ray& ray, Best& best)
+{
+    const Bvh::NodeArray& nodes = tree.GetNodes();
+    const uint32_t* prims = tree.GetPrimitiveIndices().data();
+    const FastSlab slab(ray);
+    struct Entry {
+        uint32_t node;
+        float t;
+    };
+    Entry stack[128];
+    int top = 0;
+    const float rootT = slab.Enter(nodes[0], HitLimit(best));
+    if (rootT < 0.0f)
+        return;
+    stack[top++] = {0u, rootT};
+    while (top > 0) {
+        const Entry e = stack[--top];
+        if (e.t > HitLimit(best))
+            continue;
+        const Bvh::Node& node = nodes[e.node];
+        if (node.IsLeaf()) {
+            for (uint32_t k = node.first, end = node.first + node.count; k < end; ++k) {
+                const uint32_t p = prims[k];
+                const std::size_t i = 3 * std::size_t(p);
+                const std::size_t a = indices ? indices[i] : i, b = indices ? indices[i + 1] : i + 1,
+                                  c = indices ? indices[i + 2] : i + 2;
+                glm::vec3 v0, v1, v2;
+                std::memcpy(&v0, view.base + a * view.stride, sizeof(v0));
+                std::memcpy(&v1, view.base + b * view.stride, sizeof(v1));
+                std::memcpy(&v2, view.base + c * view.stride, sizeof(v2));
+                float t = 0.0f;
+                if (RayTriangle(ray, v0, v1, v2, t))
+                    best.Offer(0.0f, t, p, ray.getPoint(t));
+            }
+            continue;
+        }
+        const float limit = HitLimit(best);
+        const float ta = slab.Enter(nodes[node.first], limit), tb = slab.Enter(nodes[node.first + 1], limit);
+        if (top + 2 > 128)
+            return; // cannot happen for trees of sane depth
+        // The nearer child is popped first.
+        const bool aFirst = ta >= 0.0f && (tb < 0.0f || ta <= tb);
+        const Entry ea{node.first, ta}, eb{node.first + 1, tb};
+        const Entry& first = aFirst ? ea : eb;
+        const Entry& second = aFirst ? eb : ea;
+        if (second.t >= 0.0f)
+            stack[top++] = second;
+        if (first.t >= 0.0f)
+            stack[top++] = first;
+    }
+}
+
 } // namespace
 
 // The running best starts at the largest distance the caller accepts.
@@ -365,6 +458,16 @@ IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray&
     if (m_Tree.IsEmpty() || view.verticesPerPrimitive == 0)
         return IntersectPoint();
 
+    if (view.type == PRIMITIVE_TRIANGLES && view.packedFloat && FastSlab::Usable(ray)) {
+        if (view.index && view.index->GetDataType() == DATA_TYPE_UNSIGNED_INT)
+            NearestTriangle(m_Tree, view, static_cast<const uint32_t*>(view.index->GetData()), ray, best);
+        else if (view.index)
+            NearestTriangle(m_Tree, view, static_cast<const uint16_t*>(view.index->GetData()), ray, best);
+        else
+            NearestTriangle<uint32_t>(m_Tree, view, nullptr, ray, best);
+        return ToIntersect(view, best);
+    }
+
     const Bvh::NodeArray& nodes = m_Tree.GetNodes();
     const auto& prims = m_Tree.GetPrimitiveIndices();
     const SlabRay slab(ray);
@@ -381,7 +484,7 @@ IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray&
         const float margin = triangles ? 0.0f : (bounded ? std::sqrt(best.dist2) : 0.0f);
         if (!bounded && !triangles) {
             // No candidate and no limit yet: every box qualifies.
-        } else if (EnterBox(node, slab, margin, triangles ? best.t : FLT_MAX) < 0.0f) {
+        } else if (EnterBox(node, slab, margin, triangles ? HitLimit(best) : FLT_MAX) < 0.0f) {
             continue;
         }
         if (node.IsLeaf()) {
@@ -402,8 +505,8 @@ IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray&
         const Bvh::Node& b = nodes[node.first + 1];
         float ka, kb;
         if (triangles) {
-            ka = EnterBox(a, slab, 0.0f, best.t);
-            kb = EnterBox(b, slab, 0.0f, best.t);
+            ka = EnterBox(a, slab, 0.0f, HitLimit(best));
+            kb = EnterBox(b, slab, 0.0f, HitLimit(best));
             if (ka < 0.0f && kb < 0.0f)
                 continue;
             if (ka < 0.0f)

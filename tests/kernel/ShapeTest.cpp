@@ -113,6 +113,31 @@ TEST(PrimitiveShape, TreeAgreesWithScanForEveryTriangleKind)
     CompareOnRandomRays(fanShape, rng, 1000, 200);
 }
 
+TEST(PrimitiveShape, TreeAgreesWithScanOnAxisRaysAndShortIndices)
+{
+    // Rays along the axes (zero direction components, some exactly on grid
+    // lines and vertices) through a mesh indexed with 16-bit values.
+    std::vector<uint32_t> index;
+    const auto pts = Grid(40, index);
+    std::vector<uint16_t> shortIndex(index.begin(), index.end());
+    auto geometry = MakeGeometry(PRIMITIVE_TRIANGLES, pts);
+    geometry->SetIndex(std::make_shared<ElementAttribute>(shortIndex));
+    PrimitiveShape shape(geometry, nullptr);
+    int hits = 0, r = 0;
+    for (float x = -0.5f; x <= 40.5f; x += 0.5f)
+        for (float y : {0.0f, 0.25f, 7.0f, 19.5f, 40.0f}) {
+            for (const Ray& ray : {Ray(glm::vec3(x, y, 50.0f), glm::vec3(0, 0, -1)),
+                                   Ray(glm::vec3(x, y, -50.0f), glm::vec3(0, 0, 1)),
+                                   Ray(glm::vec3(-5.0f, y, x * 0.1f - 2.0f), glm::vec3(1, 0, 0)),
+                                   Ray(glm::vec3(x, 45.0f, 1.0f), glm::vec3(0, -1, 0))}) {
+                const IntersectPoint fast = shape.ComputeNearestPoint(ray);
+                ExpectSameAnswer(fast, shape.ComputeNearestPointBruteForce(ray), r++);
+                hits += fast.IsHit();
+            }
+        }
+    EXPECT_GE(hits, 300);
+}
+
 TEST(PrimitiveShape, TreeAgreesWithScanForPointsAndSegments)
 {
     std::mt19937 rng(2);

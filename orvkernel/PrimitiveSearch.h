@@ -45,6 +45,8 @@ private:
     // leaf's vertices share cache lines instead of being gathered through
     // the index (1 vertex per point, 2 per segment).
     LargeVector<glm::vec3> m_LeafVertices;
+    // Triangle lists: each tree slot's three vertex numbers, in leaf order.
+    LargeVector<uint32_t> m_LeafTriangles;
     // Weak references identify the attributes by ownership, not by address.
     std::weak_ptr<BufferAttribute> m_Positions;
     uint32_t m_PositionsVersion = 0;

@@ -1,5 +1,7 @@
 #include <orvcore/scene/GroupSceneNode.h>
 
+#include <cstring>
+
 #include <orvcommon/Logger.h>
 #include <orvcommon/Math.h>
 #include <orvcore/scene/SceneVisitor.h>
@@ -47,7 +49,10 @@ constexpr std::size_t kPrefetchDistance = 4;
 
 void GroupSceneNode::UpdateTransform(const glm::mat4& parentWorld)
 {
-    Math::Multiply(parentWorld, m_Transform, m_WorldTransform);
+    glm::mat4 world;
+    Math::Multiply(parentWorld, m_Transform, world);
+    const bool unchanged = std::memcmp(&world, &m_WorldTransform, sizeof(world)) == 0;
+    m_WorldTransform = world;
     m_BoundingBox.setNull();
     m_ParentBoxValid = false;
 
@@ -64,6 +69,9 @@ void GroupSceneNode::UpdateTransform(const glm::mat4& parentWorld)
     // small and these would otherwise be waited for one after another.
     for (std::size_t i = 0; i < count && i < kPrefetchDistance; ++i)
         PrefetchNode(order[i]);
+    // The flag lives only for this loop: a direct call of a child's update
+    // from elsewhere always recomputes.
+    m_ParentWorldUnchanged = unchanged;
     for (std::size_t i = 0; i < count; ++i) {
         if (i + kPrefetchDistance < count)
             PrefetchNode(order[i + kPrefetchDistance]);
@@ -71,6 +79,7 @@ void GroupSceneNode::UpdateTransform(const glm::mat4& parentWorld)
         child.UpdateTransform(m_WorldTransform);
         m_BoundingBox.merge(child.ComputeBoundingBox(nullptr));
     }
+    m_ParentWorldUnchanged = false;
     m_WorldBBox = m_BoundingBox;
     m_WorldBBox.transform(m_WorldTransform);
     m_UpdateVersion = 0;

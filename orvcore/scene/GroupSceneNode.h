@@ -21,7 +21,9 @@ public:
     std::shared_ptr<SceneNode> Clone() const override;
     /// Updates every child (dirty or not) and rebuilds the local box as the
     /// merge of the children's boxes in this group's coordinates, invisible
-    /// children included.
+    /// children included. When this group's world matrix is bitwise the one
+    /// of the last update, clean leaf children whose transform, box and
+    /// parent did not change keep their results without recomputing them.
     void UpdateTransform(const glm::mat4& parentWorld) override;
     void Accept(SceneVisitor& visitor) override;
     /// Collects the visible children (their subtrees decide for themselves).

@@ -16,6 +16,10 @@ std::shared_ptr<SceneNode> SceneNode::Clone() const { return {}; }
 
 void SceneNode::UpdateTransform(const glm::mat4& parentWorld)
 {
+    // Inside a group update whose world did not change, a clean node whose
+    // transform and box have not changed either already holds its result.
+    if (m_WorldCurrent && m_UpdateVersion == 0 && m_Parent && m_Parent->m_ParentWorldUnchanged)
+        return;
     glm::mat4 world;
     Math::Multiply(parentWorld, m_Transform, world);
     // Siblings of a moved node usually land on the same world matrix: their
@@ -26,6 +30,7 @@ void SceneNode::UpdateTransform(const glm::mat4& parentWorld)
         m_WorldBBox.transform(m_WorldTransform);
         m_WorldBoxValid = true;
     }
+    m_WorldCurrent = m_Parent && std::memcmp(&parentWorld, &m_Parent->m_WorldTransform, sizeof(world)) == 0;
     m_UpdateVersion = 0;
 }
 

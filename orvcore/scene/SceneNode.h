@@ -51,6 +51,7 @@ public:
     {
         m_Transform = transform;
         m_ParentBoxValid = false;
+        m_WorldCurrent = false;
     }
     const glm::mat4& GetWorldTransform() const { return m_WorldTransform; }
 
@@ -61,6 +62,7 @@ public:
         m_BoundingBox = box;
         m_ParentBoxValid = false;
         m_WorldBoxValid = false;
+        m_WorldCurrent = false;
     }
     const AxisAlignedBox& GetWorldBBox() const { return m_WorldBBox; }
 
@@ -74,7 +76,11 @@ public:
     void SetVisible(const bool& value) { m_Visible = value; }
 
     SceneNode* GetParent() const { return m_Parent; }
-    void SetParent(SceneNode* parent) { m_Parent = parent; }
+    void SetParent(SceneNode* parent)
+    {
+        m_Parent = parent;
+        m_WorldCurrent = false;
+    }
 
     uint32_t GetUpdateVersion() const { return m_UpdateVersion; }
     void SetUpdateVersion(const uint32_t& version) { m_UpdateVersion = version; }
@@ -111,6 +117,7 @@ protected:
         m_WorldTransform = world;
         m_WorldBBox = worldBox;
         m_WorldBoxValid = false;
+        m_WorldCurrent = false;
         m_UpdateVersion = 0;
     }
 
@@ -135,6 +142,12 @@ private:
     // Whether WorldBBox is BoundingBox by WorldTransform: an update that
     // lands on the same world matrix then keeps the box.
     bool m_WorldBoxValid = false;
+    // Whether WorldTransform is the parent's world by Transform as of the
+    // last update through the parent; cleared by anything that changes it.
+    bool m_WorldCurrent = false;
+    // Set by a group while it updates its children with the same world
+    // matrix as last time: a clean child that is current may then skip.
+    bool m_ParentWorldUnchanged = false;
 
     friend class GroupSceneNode;
 };

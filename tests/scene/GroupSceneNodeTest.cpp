@@ -136,6 +136,52 @@ TEST(GroupSceneNode, UpdateMergesChildBoxesInGroupCoordinates)
     EXPECT_TRUE(empty->GetWorldBBox().isNull());
 }
 
+TEST(GroupSceneNode, CleanChildrenKeepCorrectWorldsAcrossUpdates)
+{
+    // Clean children of a group whose world did not change skip their
+    // recomputation; every way of changing their inputs must still show.
+    auto root = std::make_shared<GroupSceneNode>();
+    auto group = std::make_shared<GroupSceneNode>();
+    auto a = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    auto b = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    group->AddNode(a);
+    group->AddNode(b);
+    root->AddNode(group);
+    root->UpdateTransform(glm::mat4(1.0f));
+    const AxisAlignedBox unit(glm::vec3(0.0f), glm::vec3(1.0f));
+    EXPECT_EQ(a->GetWorldBBox(), unit);
+
+    // A new local box without a request, the sibling dirty.
+    a->SetBoundingBox(AxisAlignedBox(glm::vec3(0.0f), glm::vec3(3.0f)));
+    b->RequstUpdate();
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(a->GetWorldBBox(), AxisAlignedBox(glm::vec3(0.0f), glm::vec3(3.0f)));
+
+    // The group moves: clean children follow.
+    group->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(5, 0, 0)));
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(b->GetWorldBBox(), AxisAlignedBox(glm::vec3(5, 0, 0), glm::vec3(6, 1, 1)));
+    EXPECT_EQ(b->GetWorldTransform()[3], glm::vec4(5, 0, 0, 1));
+
+    // A direct update with another matrix is never skipped...
+    b->UpdateTransform(glm::translate(glm::mat4(1.0f), glm::vec3(0, 7, 0)));
+    EXPECT_EQ(b->GetWorldBBox(), AxisAlignedBox(glm::vec3(0, 7, 0), glm::vec3(1, 8, 1)));
+    // ...and the next group update puts it back.
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(b->GetWorldBBox(), AxisAlignedBox(glm::vec3(5, 0, 0), glm::vec3(6, 1, 1)));
+
+    // Moved to another group with the same world matrix as before.
+    auto other = std::make_shared<GroupSceneNode>();
+    other->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(0, 0, 2)));
+    root->AddNode(other);
+    root->UpdateTransform(glm::mat4(1.0f));
+    group->RemoveNode(b->GetId());
+    b->SetParent(nullptr);
+    other->AddNode(b);
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(b->GetWorldBBox(), AxisAlignedBox(glm::vec3(0, 0, 2), glm::vec3(1, 1, 3)));
+}
+
 TEST(GroupSceneNode, CloneIsDeepWithFreshIdsAndParents)
 {
     auto root = std::make_shared<GroupSceneNode>();

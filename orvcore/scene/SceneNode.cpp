@@ -30,7 +30,9 @@ void SceneNode::UpdateTransform(const glm::mat4& parentWorld)
         m_WorldBBox.transform(m_WorldTransform);
         m_WorldBoxValid = true;
     }
-    m_WorldCurrent = m_Parent && std::memcmp(&parentWorld, &m_Parent->m_WorldTransform, sizeof(world)) == 0;
+    // Called from the parent's loop, the matrix is the parent's own.
+    m_WorldCurrent = m_Parent && (&parentWorld == &m_Parent->m_WorldTransform ||
+                                  std::memcmp(&parentWorld, &m_Parent->m_WorldTransform, sizeof(world)) == 0);
     m_UpdateVersion = 0;
 }
 

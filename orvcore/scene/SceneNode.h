@@ -122,22 +122,10 @@ protected:
     }
 
 private:
-    uint64_t m_UserId = 0;
-    glm::mat4 m_Transform{1.0f};
-    AxisAlignedBox m_BoundingBox;
-    glm::mat4 m_WorldTransform{1.0f};
-    AxisAlignedBox m_WorldBBox;
-    bool m_CastShadow = true;
-    bool m_Pickable = true;
-    bool m_Culling = true;
-    bool m_Visible = true;
+    // What every update reads, also of a child that it skips, sits at the
+    // front, in the object's first cache line.
     SceneNode* m_Parent = nullptr;
     uint32_t m_UpdateVersion = 1;
-    std::shared_ptr<MaterialInstance> m_OverrideFaceMaterial;
-    std::shared_ptr<MaterialInstance> m_OverrideEdgeMaterial;
-    // The local box in the parent's coordinates (the box by Transform), kept
-    // between updates: most nodes do not move while their groups do.
-    mutable AxisAlignedBox m_ParentBox;
     mutable bool m_ParentBoxValid = false;
     // Whether WorldBBox is BoundingBox by WorldTransform: an update that
     // lands on the same world matrix then keeps the box.
@@ -148,6 +136,20 @@ private:
     // Set by a group while it updates its children with the same world
     // matrix as last time: a clean child that is current may then skip.
     bool m_ParentWorldUnchanged = false;
+    // The local box in the parent's coordinates (the box by Transform), kept
+    // between updates: most nodes do not move while their groups do.
+    mutable AxisAlignedBox m_ParentBox;
+    bool m_CastShadow = true;
+    bool m_Pickable = true;
+    bool m_Culling = true;
+    bool m_Visible = true;
+    uint64_t m_UserId = 0;
+    glm::mat4 m_Transform{1.0f};
+    AxisAlignedBox m_BoundingBox;
+    glm::mat4 m_WorldTransform{1.0f};
+    AxisAlignedBox m_WorldBBox;
+    std::shared_ptr<MaterialInstance> m_OverrideFaceMaterial;
+    std::shared_ptr<MaterialInstance> m_OverrideEdgeMaterial;
 
     friend class GroupSceneNode;
 };

@@ -1,6 +1,7 @@
 #include <orvcore/scene/GroupSceneNode.h>
 
 #include <cstring>
+#include <type_traits>
 
 #include <orvcommon/Logger.h>
 #include <orvcommon/Math.h>
@@ -79,24 +80,31 @@ void GroupSceneNode::UpdateTransform(const glm::mat4& parentWorld)
     // small and these would otherwise be waited for one after another.
     // Under an unchanged world most children are skipped and only their
     // heads are read.
-    auto prefetch = [unchanged](const SceneNode* node) {
-        if (unchanged)
-            PrefetchNodeHead(node);
-        else
-            PrefetchNode(node);
+    // One loop per prefetch kind, chosen once, so neither pays for the other.
+    auto updateChildren = [this, order, count](auto headOnly) {
+        auto prefetch = [](const SceneNode* node) {
+            if constexpr (decltype(headOnly)::value)
+                PrefetchNodeHead(node);
+            else
+                PrefetchNode(node);
+        };
+        for (std::size_t i = 0; i < count && i < kPrefetchDistance; ++i)
+            prefetch(order[i]);
+        for (std::size_t i = 0; i < count; ++i) {
+            if (i + kPrefetchDistance < count)
+                prefetch(order[i + kPrefetchDistance]);
+            SceneNode& child = *order[i];
+            child.UpdateTransform(m_WorldTransform);
+            m_BoundingBox.merge(child.ComputeBoundingBox(nullptr));
+        }
     };
-    for (std::size_t i = 0; i < count && i < kPrefetchDistance; ++i)
-        prefetch(order[i]);
     // The flag lives only for this loop: a direct call of a child's update
     // from elsewhere always recomputes.
     m_ParentWorldUnchanged = unchanged;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (i + kPrefetchDistance < count)
-            prefetch(order[i + kPrefetchDistance]);
-        SceneNode& child = *order[i];
-        child.UpdateTransform(m_WorldTransform);
-        m_BoundingBox.merge(child.ComputeBoundingBox(nullptr));
-    }
+    if (unchanged)
+        updateChildren(std::true_type{});
+    else
+        updateChildren(std::false_type{});
     m_ParentWorldUnchanged = false;
     m_WorldBBox = m_BoundingBox;
     m_WorldBBox.transform(m_WorldTransform);

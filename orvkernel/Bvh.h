@@ -55,7 +55,7 @@ public:
 
     void Clear();
     bool IsEmpty() const { return m_Nodes.empty(); }
-    using NodeArray = LargeVector<Node>;
+    using NodeArray = LargeVector<Node, 64>; // sibling pairs share a cache line
     const NodeArray& GetNodes() const { return m_Nodes; }
     /// Primitive numbers in leaf order.
     const LargeVector<uint32_t>& GetPrimitiveIndices() const { return m_Indices; }

@@ -47,7 +47,7 @@ TEST(TypedBuffer, VectorWritesAndRangeChecks)
 
 TEST(LargePageAllocator, AlignsBySizeAndGrowsSafely)
 {
-    LargeVector<uint32_t> v(16, 7u);
+    LargeVector<uint32_t, 64> v(16, 7u);
     EXPECT_EQ(reinterpret_cast<uintptr_t>(v.data()) % 64, 0u);
     // Growing across the large-block threshold moves the values into a
     // huge-page aligned block; the sanitizers check the sized frees.
@@ -59,6 +59,10 @@ TEST(LargePageAllocator, AlignsBySizeAndGrowsSafely)
     v.shrink_to_fit();
     EXPECT_EQ(reinterpret_cast<uintptr_t>(v.data()) % 64, 0u);
     EXPECT_EQ(v[9], 7u);
+    // Without a raised alignment, small blocks are ordinary heap blocks.
+    LargeVector<uint16_t> small(3, 1u);
+    small.push_back(2u);
+    EXPECT_EQ(small.back(), 2u);
 }
 
 TEST(TypedArray, ViewsShareStorage)

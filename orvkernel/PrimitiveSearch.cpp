@@ -79,16 +79,30 @@ struct GeometryView {
         return true;
     }
 
+    // Calls fn(vertexOf), where vertexOf(e) is the vertex number of element
+    // e, with the index width resolved once rather than per element.
+    template <typename Fn>
+    void WithVertexNumbers(Fn&& fn) const
+    {
+        if (index && index->GetDataType() == DATA_TYPE_UNSIGNED_INT) {
+            const auto* wide = static_cast<const uint32_t*>(index->GetData());
+            fn([wide](std::size_t e) { return wide[e]; });
+        } else if (index) {
+            const auto* narrow = static_cast<const uint16_t*>(index->GetData());
+            fn([narrow](std::size_t e) { return uint32_t(narrow[e]); });
+        } else {
+            fn([](std::size_t e) { return uint32_t(e); });
+        }
+    }
+
     // Box of triangle p of a triangle list whose positions are packed
     // floats: the common case of a large mesh, read without the general
     // path's per-element dispatch.
-    template <typename IndexT>
-    bool TriangleListBox(const IndexT* indices, std::size_t p, glm::vec3& lo, glm::vec3& hi) const
+    template <typename VertexOf>
+    bool TriangleListBox(const VertexOf& vertexOf, std::size_t p, glm::vec3& lo, glm::vec3& hi) const
     {
         const std::size_t e = 3 * p;
-        const uint32_t a = indices ? uint32_t(indices[e]) : uint32_t(e);
-        const uint32_t b = indices ? uint32_t(indices[e + 1]) : uint32_t(e + 1);
-        const uint32_t c = indices ? uint32_t(indices[e + 2]) : uint32_t(e + 2);
+        const uint32_t a = vertexOf(e), b = vertexOf(e + 1), c = vertexOf(e + 2);
         if (std::max(a, std::max(b, c)) >= vertexCount)
             return false;
         glm::vec3 v0, v1, v2;
@@ -406,21 +420,11 @@ void PrimitiveSearch::Refresh(const BufferGeometry& geometry)
         const glm::vec3 centresLo = bounds.isFinite() ? bounds.getMinimum() : glm::vec3(INFINITY);
         const glm::vec3 centresHi = bounds.isFinite() ? bounds.getMaximum() : glm::vec3(-INFINITY);
         if (view.type == PRIMITIVE_TRIANGLES && view.packedFloat) {
-            if (view.index && view.index->GetDataType() == DATA_TYPE_UNSIGNED_INT) {
-                const auto* indices = static_cast<const uint32_t*>(view.index->GetData());
+            view.WithVertexNumbers([&](const auto& vertexOf) {
                 m_Tree.Build(primitives, [&](uint32_t p, glm::vec3& lo, glm::vec3& hi) {
-                    return view.TriangleListBox(indices, p, lo, hi);
+                    return view.TriangleListBox(vertexOf, p, lo, hi);
                 }, leafSize, centresLo, centresHi);
-            } else if (view.index) {
-                const auto* indices = static_cast<const uint16_t*>(view.index->GetData());
-                m_Tree.Build(primitives, [&](uint32_t p, glm::vec3& lo, glm::vec3& hi) {
-                    return view.TriangleListBox(indices, p, lo, hi);
-                }, leafSize, centresLo, centresHi);
-            } else {
-                m_Tree.Build(primitives, [&](uint32_t p, glm::vec3& lo, glm::vec3& hi) {
-                    return view.TriangleListBox<uint32_t>(nullptr, p, lo, hi);
-                }, leafSize, centresLo, centresHi);
-            }
+            });
         } else {
             m_Tree.Build(primitives, [&](uint32_t p, glm::vec3& lo, glm::vec3& hi) { return view.Box(p, lo, hi); },
                          leafSize, centresLo, centresHi);
@@ -437,31 +441,14 @@ void PrimitiveSearch::Refresh(const BufferGeometry& geometry)
         const std::size_t count = prims.size();
         m_LeafTriangles.resize(count * 3);
         uint32_t* out = m_LeafTriangles.data();
-        const ElementAttribute* index = view.index;
-        if (index && index->GetDataType() == DATA_TYPE_UNSIGNED_INT) {
-            const auto* wide = static_cast<const uint32_t*>(index->GetData());
+        view.WithVertexNumbers([&](const auto& vertexOf) {
             for (std::size_t k = 0; k < count; ++k) {
                 const std::size_t e = 3 * std::size_t(prims[k]);
-                out[3 * k] = wide[e];
-                out[3 * k + 1] = wide[e + 1];
-                out[3 * k + 2] = wide[e + 2];
+                out[3 * k] = vertexOf(e);
+                out[3 * k + 1] = vertexOf(e + 1);
+                out[3 * k + 2] = vertexOf(e + 2);
             }
-        } else if (index) {
-            const auto* narrow = static_cast<const uint16_t*>(index->GetData());
-            for (std::size_t k = 0; k < count; ++k) {
-                const std::size_t e = 3 * std::size_t(prims[k]);
-                out[3 * k] = narrow[e];
-                out[3 * k + 1] = narrow[e + 1];
-                out[3 * k + 2] = narrow[e + 2];
-            }
-        } else {
-            for (std::size_t k = 0; k < count; ++k) {
-                const uint32_t e = 3 * prims[k];
-                out[3 * k] = e;
-                out[3 * k + 1] = e + 1;
-                out[3 * k + 2] = e + 2;
-            }
-        }
+        });
     } else if (view.verticesPerPrimitive == 1 || view.verticesPerPrimitive == 2) {
         const auto& prims = m_Tree.GetPrimitiveIndices();
         m_LeafVertices.resize(prims.size() * std::size_t(view.verticesPerPrimitive));

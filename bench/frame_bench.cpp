@@ -13,9 +13,9 @@
 #include <benchmark/benchmark.h>
 #include <glm/gtc/matrix_transform.hpp>
 
-#include <orvkernel/CameraOperator.h>
-#include <orvkernel/GeometryBuilder.h>
-#include <orvkernel/MeshPhongMaterial.h>
+#include <orvkernel/camera/CameraOperator.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
 #include <orvcore/render/ModelRenderContext.h>
 #include <orvcore/render/PrepareSceneVisitor.h>
 #include <orvcore/render/RenderQuene.h>

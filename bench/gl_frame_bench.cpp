@@ -9,13 +9,13 @@
 #include <benchmark/benchmark.h>
 #include <glm/gtc/matrix_transform.hpp>
 
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/CameraOperator.h>
-#include <orvkernel/EglContext.h>
-#include <orvkernel/GeometryBuilder.h>
-#include <orvkernel/GlRenderDevice.h>
-#include <orvkernel/MeshPhongMaterial.h>
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/camera/CameraOperator.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/gl/EglContext.h>
+#include <orvkernel/gl/GlRenderDevice.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
 #include <orvcore/render/BasicPipeline.h>
 #include <orvcore/render/Renderer.h>
 #include <orvcore/scene/Scene.h>

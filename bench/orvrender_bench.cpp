@@ -13,7 +13,7 @@
 
 #include <benchmark/benchmark.h>
 
-#include <orvkernel/CameraOperator.h>
+#include <orvkernel/camera/CameraOperator.h>
 #include <orvcore/scene/SceneManager.h>
 #include <orvrender/RenderSession.h>
 

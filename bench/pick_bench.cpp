@@ -11,9 +11,9 @@
 #include <glm/gtc/matrix_transform.hpp>
 #include <glm/gtc/type_ptr.hpp>
 
-#include <orvkernel/Bvh.h>
-#include <orvkernel/CameraOperator.h>
-#include <orvkernel/GeometryBuilder.h>
+#include <orvkernel/camera/CameraOperator.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/search/Bvh.h>
 #include <orvcore/pick/Raycaster.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>

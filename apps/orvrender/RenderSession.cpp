@@ -5,8 +5,8 @@
 
 #include <nlohmann/json.hpp>
 
-#include <orvkernel/EglContext.h>
-#include <orvkernel/GlRenderDevice.h>
+#include <orvkernel/gl/EglContext.h>
+#include <orvkernel/gl/GlRenderDevice.h>
 #include <orvcore/pick/FrustumCaster.h>
 #include <orvcore/pick/Raycaster.h>
 #include <orvcore/pick/SelectionManager.h>

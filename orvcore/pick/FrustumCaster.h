@@ -7,10 +7,10 @@
 #include <glm/vec2.hpp>
 
 #include <orvcommon/AxisAlignedBox.h>
-#include <orvkernel/Camera.h>
-#include <orvkernel/EnumPrimitiveType.h>
-#include <orvkernel/EnumShapeFilter.h>
-#include <orvkernel/Frustum.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/camera/Frustum.h>
+#include <orvkernel/geometry/EnumPrimitiveType.h>
+#include <orvkernel/search/EnumShapeFilter.h>
 #include <orvcore/pick/PickedItem.h>
 
 namespace orvcore {

@@ -1,7 +1,7 @@
 #include <orvcore/pick/GripNodeManager.h>
 
 #include <orvcommon/Logger.h>
-#include <orvkernel/CameraOperator.h>
+#include <orvkernel/camera/CameraOperator.h>
 
 namespace orvcore {
 

@@ -4,7 +4,7 @@
 #include <optional>
 #include <vector>
 
-#include <orvkernel/Camera.h>
+#include <orvkernel/camera/Camera.h>
 #include <orvcore/pick/GripNode.h>
 
 namespace orvcore {

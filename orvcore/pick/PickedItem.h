@@ -6,7 +6,7 @@
 #include <glm/vec3.hpp>
 
 #include <orvcommon/ElementId.h>
-#include <orvkernel/IntersectPoint.h>
+#include <orvkernel/search/IntersectPoint.h>
 
 namespace orvcore {
 

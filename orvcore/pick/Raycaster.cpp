@@ -2,7 +2,7 @@
 
 #include <orvcommon/Plane.h>
 #include <orvcommon/Sphere.h>
-#include <orvkernel/CameraOperator.h>
+#include <orvkernel/camera/CameraOperator.h>
 #include <orvcore/pick/PickNodeByRayVisitor.h>
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/SceneManager.h>

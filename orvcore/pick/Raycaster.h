@@ -9,8 +9,8 @@
 
 #include <orvcommon/AxisAlignedBox.h>
 #include <orvcommon/Ray.h>
-#include <orvkernel/Camera.h>
-#include <orvkernel/EnumPrimitiveType.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/geometry/EnumPrimitiveType.h>
 #include <orvcore/pick/PickedItem.h>
 
 namespace orvcore {

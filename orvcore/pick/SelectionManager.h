@@ -7,7 +7,7 @@
 #include <glm/vec3.hpp>
 
 #include <orvcommon/ElementId.h>
-#include <orvkernel/EnumShapeFilter.h>
+#include <orvkernel/search/EnumShapeFilter.h>
 #include <orvcore/pick/GripNodeManager.h>
 #include <orvcore/pick/PickListener.h>
 #include <orvcore/pick/PickedItemSet.h>

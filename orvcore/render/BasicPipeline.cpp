@@ -1,7 +1,7 @@
 #include <orvcore/render/BasicPipeline.h>
 
 #include <orvcommon/Logger.h>
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/device/RenderDevice.h>
 #include <orvcore/render/Renderer.h>
 #include <orvcore/scene/SceneManager.h>
 

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/device/RenderDevice.h>
 #include <orvcore/render/Renderer.h>
 #include <orvcore/render/SceneNodeRenderer.h>
 #include <orvcore/scene/Scene2D.h>

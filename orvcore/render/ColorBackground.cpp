@@ -1,7 +1,7 @@
 #include <orvcore/render/ColorBackground.h>
 
 #include <orvcommon/Logger.h>
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/device/RenderDevice.h>
 
 namespace orvcore {
 

@@ -4,8 +4,8 @@
 #include <string>
 #include <utility>
 
-#include <orvkernel/Camera.h>
-#include <orvkernel/EnumStandardView.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/camera/EnumStandardView.h>
 
 namespace orvcore {
 

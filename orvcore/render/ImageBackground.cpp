@@ -1,7 +1,7 @@
 #include <orvcore/render/ImageBackground.h>
 
-#include <orvkernel/MaterialManager.h>
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/material/MaterialManager.h>
 #include <orvcore/render/Renderer.h>
 
 namespace orvcore {

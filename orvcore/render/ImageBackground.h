@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include <orvkernel/ImageTexture2D.h>
-#include <orvkernel/MaterialInstance.h>
+#include <orvkernel/material/MaterialInstance.h>
+#include <orvkernel/texture/ImageTexture2D.h>
 #include <orvcore/render/Background.h>
 
 namespace orvcore {

@@ -5,8 +5,8 @@
 #include <glm/mat4x4.hpp>
 
 #include <orvcommon/AxisAlignedBox.h>
-#include <orvkernel/Camera.h>
-#include <orvkernel/Frustum.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/camera/Frustum.h>
 #include <orvcore/render/RenderItem.h>
 
 namespace orvcore {

@@ -2,9 +2,9 @@
 
 #include <glm/mat4x4.hpp>
 
-#include <orvkernel/BufferGeometry.h>
-#include <orvkernel/MaterialInstance.h>
-#include <orvkernel/PrimitiveShape.h>
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/material/MaterialInstance.h>
+#include <orvkernel/shape/PrimitiveShape.h>
 
 namespace orvcore {
 

@@ -1,8 +1,8 @@
 #include <orvcore/render/RenderList.h>
 
 #include <orvcommon/Logger.h>
-#include <orvkernel/LightManager.h>
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/light/LightManager.h>
 
 #include <algorithm>
 #include <cstring>

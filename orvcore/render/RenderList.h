@@ -8,7 +8,7 @@
 
 #include <glm/mat4x4.hpp>
 
-#include <orvkernel/MaterialInstance.h>
+#include <orvkernel/material/MaterialInstance.h>
 #include <orvcore/render/RenderItem.h>
 
 namespace orvcore {

@@ -1,7 +1,7 @@
 #include <orvcore/render/RenderPass.h>
 
-#include <orvkernel/RenderDevice.h>
-#include <orvkernel/RenderTarget.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/device/RenderTarget.h>
 #include <orvcore/render/RenderPassContext.h>
 #include <orvcore/render/Renderer.h>
 

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include <orvkernel/Camera.h>
+#include <orvkernel/camera/Camera.h>
 
 namespace orvcore {
 

@@ -1,7 +1,7 @@
 #include <orvcore/render/RenderQuene.h>
 
-#include <orvkernel/LightManager.h>
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/light/LightManager.h>
 #include <orvcore/render/RenderStyle.h>
 
 namespace orvcore {

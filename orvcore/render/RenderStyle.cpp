@@ -1,8 +1,8 @@
 #include <orvcore/render/RenderStyle.h>
 
-#include <orvkernel/LineDashedMaterial.h>
-#include <orvkernel/MeshPhongMaterial.h>
-#include <orvkernel/PointsMaterial.h>
+#include <orvkernel/material/LineDashedMaterial.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
+#include <orvkernel/material/PointsMaterial.h>
 
 namespace orvcore {
 

@@ -3,7 +3,7 @@
 #include <array>
 #include <memory>
 
-#include <orvkernel/MaterialInstance.h>
+#include <orvkernel/material/MaterialInstance.h>
 #include <orvcore/render/EnumRenderListIndex.h>
 
 namespace orvcore {

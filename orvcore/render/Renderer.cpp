@@ -1,9 +1,9 @@
 #include <orvcore/render/Renderer.h>
 
 #include <orvcommon/Logger.h>
-#include <orvkernel/LightManager.h>
-#include <orvkernel/MaterialManager.h>
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/light/LightManager.h>
+#include <orvkernel/material/MaterialManager.h>
 #include <orvcore/pick/GripNodeManager.h>
 #include <orvcore/pick/SelectionManager.h>
 #include <orvcore/render/Background.h>

@@ -4,9 +4,9 @@
 #include <memory>
 #include <utility>
 
-#include <orvkernel/Camera.h>
-#include <orvkernel/EnumStandardView.h>
-#include <orvkernel/MaterialInstance.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/camera/EnumStandardView.h>
+#include <orvkernel/material/MaterialInstance.h>
 #include <orvcore/render/RenderQuene.h>
 #include <orvcore/render/RenderStyle.h>
 

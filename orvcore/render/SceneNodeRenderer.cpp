@@ -1,6 +1,6 @@
 #include <orvcore/render/SceneNodeRenderer.h>
 
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/device/RenderDevice.h>
 #include <orvcore/scene/GeneralSceneNode.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>

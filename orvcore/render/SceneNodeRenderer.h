@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include <orvkernel/MaterialInstance.h>
+#include <orvkernel/material/MaterialInstance.h>
 #include <orvcore/scene/SceneVisitor.h>
 
 namespace orvcore {

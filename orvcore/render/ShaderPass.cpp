@@ -1,8 +1,8 @@
 #include <orvcore/render/ShaderPass.h>
 
-#include <orvkernel/GpuShaderProgram.h>
-#include <orvkernel/RenderDevice.h>
-#include <orvkernel/RenderTarget.h>
+#include <orvkernel/device/GpuShaderProgram.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/device/RenderTarget.h>
 #include <orvcore/render/RenderPassContext.h>
 #include <orvcore/render/Renderer.h>
 

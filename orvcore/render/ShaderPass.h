@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include <orvkernel/RawShader.h>
+#include <orvkernel/material/RawShader.h>
 #include <orvcore/render/BasePass.h>
 
 namespace orvcore {

@@ -2,9 +2,9 @@
 
 #include <orvcommon/Logger.h>
 #include <orvcommon/TypedBuffer.h>
-#include <orvkernel/GpuShaderProgram.h>
-#include <orvkernel/MaterialManager.h>
-#include <orvkernel/RenderDevice.h>
+#include <orvkernel/device/GpuShaderProgram.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/material/MaterialManager.h>
 #include <orvcore/render/Renderer.h>
 
 #include <glm/gtc/matrix_transform.hpp>

@@ -3,8 +3,8 @@
 #include <memory>
 #include <string>
 
-#include <orvkernel/ImageTextureCube.h>
-#include <orvkernel/PrimitiveShape.h>
+#include <orvkernel/shape/PrimitiveShape.h>
+#include <orvkernel/texture/ImageTextureCube.h>
 #include <orvcore/render/Background.h>
 
 namespace orvcore {

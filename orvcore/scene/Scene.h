@@ -6,7 +6,7 @@
 #include <glm/mat4x4.hpp>
 
 #include <orvcommon/AxisAlignedBox.h>
-#include <orvkernel/GfxObject.h>
+#include <orvkernel/device/GfxObject.h>
 #include <orvcore/scene/SceneNodeIterator.h>
 
 namespace orvcore {

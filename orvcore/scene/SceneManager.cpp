@@ -2,7 +2,7 @@
 
 #include <orvcommon/Logger.h>
 #include <orvcommon/VEC3.h>
-#include <orvkernel/DirectionalLight.h>
+#include <orvkernel/light/DirectionalLight.h>
 #include <orvcore/pick/SelectionManager.h>
 #include <orvcore/render/ColorBackground.h>
 #include <orvcore/scene/Scene.h>

@@ -6,9 +6,9 @@
 
 #include <orvcommon/AxisAlignedBox.h>
 #include <orvcommon/ElementId.h>
-#include <orvkernel/Camera.h>
-#include <orvkernel/EnumShapeFilter.h>
-#include <orvkernel/LightManager.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/light/LightManager.h>
+#include <orvkernel/search/EnumShapeFilter.h>
 
 namespace orvcore {
 

@@ -6,8 +6,8 @@
 #include <glm/mat4x4.hpp>
 
 #include <orvcommon/AxisAlignedBox.h>
-#include <orvkernel/GfxObject.h>
-#include <orvkernel/MaterialInstance.h>
+#include <orvkernel/device/GfxObject.h>
+#include <orvkernel/material/MaterialInstance.h>
 
 namespace orvcore {
 

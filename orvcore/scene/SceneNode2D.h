@@ -2,8 +2,8 @@
 
 #include <memory>
 
-#include <orvkernel/Camera.h>
-#include <orvkernel/GfxObject.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/device/GfxObject.h>
 #include <orvcore/scene/SceneNode.h>
 
 namespace orvcore {

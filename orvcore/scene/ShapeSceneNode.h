@@ -4,7 +4,7 @@
 #include <memory>
 #include <vector>
 
-#include <orvkernel/CompoundShape.h>
+#include <orvkernel/shape/CompoundShape.h>
 #include <orvcore/scene/SceneNode.h>
 
 namespace orvcore {

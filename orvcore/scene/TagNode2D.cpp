@@ -2,9 +2,9 @@
 
 #include <orvcommon/Logger.h>
 #include <orvcommon/Math.h>
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/CameraOperator.h>
-#include <orvkernel/GeometryBuilder.h>
+#include <orvkernel/camera/CameraOperator.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/material/BasicMaterial.h>
 #include <orvcore/scene/GroupSceneNode.h>
 
 #include <cmath>

@@ -1,10 +1,10 @@
 #include <orvcore/scene/TextSceneNode.h>
 
 #include <orvcommon/Logger.h>
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/FontManager.h>
-#include <orvkernel/FontMaterial.h>
-#include <orvkernel/GeometryBuilder.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/text/FontManager.h>
+#include <orvkernel/text/FontMaterial.h>
 
 #include <cmath>
 

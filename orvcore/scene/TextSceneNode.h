@@ -6,9 +6,9 @@
 #include <glm/mat4x4.hpp>
 #include <glm/vec3.hpp>
 
-#include <orvkernel/BufferGeometry.h>
-#include <orvkernel/MaterialInstance.h>
-#include <orvkernel/PrimitiveShape.h>
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/material/MaterialInstance.h>
+#include <orvkernel/shape/PrimitiveShape.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>
 
 namespace orvcore {

@@ -5,7 +5,7 @@
 
 #include <orvcommon/AxisAlignedBox.h>
 #include <orvcommon/Ray.h>
-#include <orvkernel/CompoundShape.h>
+#include <orvkernel/shape/CompoundShape.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 
 namespace orvcore {

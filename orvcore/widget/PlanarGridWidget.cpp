@@ -2,9 +2,9 @@
 
 #include <orvcommon/Logger.h>
 #include <orvcommon/TypedArray.h>
-#include <orvkernel/GeometryBuilder.h>
-#include <orvkernel/MaterialTemplate.h>
-#include <orvkernel/PrimitiveShape.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/material/MaterialTemplate.h>
+#include <orvkernel/shape/PrimitiveShape.h>
 
 #include <algorithm>
 #include <cmath>

@@ -4,8 +4,8 @@
 #include <memory>
 
 #include <orvcommon/AxisAlignedBox.h>
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/CompoundShape.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/shape/CompoundShape.h>
 #include <orvcore/widget/CoordinateGridWidget.h>
 
 namespace orvcore {

@@ -14,10 +14,10 @@
 #include <glm/gtc/constants.hpp>
 #include <gtest/gtest.h>
 
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/ShapeSceneNode.h>
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/MeshPhongMaterial.h>
 
 #include "LogCapture.h"
 

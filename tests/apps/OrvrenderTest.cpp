@@ -13,7 +13,7 @@
 
 #include <gtest/gtest.h>
 
-#include <orvkernel/ImageDecoder.h>
+#include <orvkernel/texture/ImageDecoder.h>
 
 #include "GoldenImage.h"
 

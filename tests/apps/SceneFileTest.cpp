@@ -18,7 +18,7 @@
 #include <glm/gtc/matrix_transform.hpp>
 
 #include <orvcommon/Logger.h>
-#include <orvkernel/EnumPrimitiveType.h>
+#include <orvkernel/geometry/EnumPrimitiveType.h>
 #include <orvcore/render/ColorBackground.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>

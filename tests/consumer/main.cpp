@@ -1,14 +1,18 @@
 // A minimal application: builds a two-level tree, updates it and checks the
-// world box that comes back.
+// world box that comes back; then writes a one-pixel PNG through the OpenGL
+// library, so that both link targets are reachable from a consumer.
+#include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <string>
 
 #include <glm/gtc/matrix_transform.hpp>
 
 #include <orvcore/scene/GeneralSceneNode.h>
 #include <orvcore/scene/GroupSceneNode.h>
+#include <orvkernel/gl/GlRenderDevice.h>
 
-int main()
+int main(int argc, char** argv)
 {
     auto root = std::make_shared<orvcore::GroupSceneNode>();
     auto leaf = std::make_shared<orvcore::GeneralSceneNode>();
@@ -18,5 +22,9 @@ int main()
     root->UpdateTransform(glm::mat4(1.0f));
     const glm::vec3 c = root->GetWorldBBox().getCenter();
     std::printf("consumer: world centre %.1f %.1f %.1f\n", c.x, c.y, c.z);
-    return (c.x == 10.0f && c.y == 0.0f && c.z == 0.0f) ? 0 : 1;
+    const uint8_t pixel[4] = {255, 0, 0, 255};
+    const std::string png = std::string(argc > 0 ? argv[0] : "consumer") + ".png";
+    const bool saved = orvcore::GlRenderDevice::SavePng(png, 1, 1, pixel);
+    std::remove(png.c_str());
+    return (saved && c.x == 10.0f && c.y == 0.0f && c.z == 0.0f) ? 0 : 1;
 }

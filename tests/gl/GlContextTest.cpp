@@ -4,9 +4,9 @@
 #include <fstream>
 #include <iterator>
 
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/Camera.h>
-#include <orvkernel/RenderTarget.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/device/RenderTarget.h>
+#include <orvkernel/material/BasicMaterial.h>
 
 using namespace orvcore;
 using namespace orvtest;

@@ -5,18 +5,18 @@
 
 #include <glm/gtc/matrix_transform.hpp>
 
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/Camera.h>
-#include <orvkernel/DirectionalLight.h>
-#include <orvkernel/FontMaterial.h>
-#include <orvkernel/GeometryBuilder.h>
-#include <orvkernel/ImageTextureCube.h>
-#include <orvkernel/LightManager.h>
-#include <orvkernel/LineDashedMaterial.h>
-#include <orvkernel/MaterialManager.h>
-#include <orvkernel/MeshPhongMaterial.h>
-#include <orvkernel/PointsMaterial.h>
-#include <orvkernel/PrimitiveShape.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/light/DirectionalLight.h>
+#include <orvkernel/light/LightManager.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/LineDashedMaterial.h>
+#include <orvkernel/material/MaterialManager.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
+#include <orvkernel/material/PointsMaterial.h>
+#include <orvkernel/shape/PrimitiveShape.h>
+#include <orvkernel/text/FontMaterial.h>
+#include <orvkernel/texture/ImageTextureCube.h>
 
 using namespace orvcore;
 using namespace orvtest;

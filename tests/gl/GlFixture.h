@@ -10,10 +10,10 @@
 #include <glm/vec4.hpp>
 
 #include <LogCapture.h>
-#include <orvkernel/BufferGeometry.h>
-#include <orvkernel/EglContext.h>
-#include <orvkernel/GlRenderDevice.h>
-#include <orvkernel/ImageTexture2D.h>
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/gl/EglContext.h>
+#include <orvkernel/gl/GlRenderDevice.h>
+#include <orvkernel/texture/ImageTexture2D.h>
 
 namespace orvtest {
 

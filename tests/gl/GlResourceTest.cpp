@@ -1,13 +1,13 @@
 #include "GlFixture.h"
 
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/Camera.h>
-#include <orvkernel/GeometryBuilder.h>
-#include <orvkernel/GlShaderProgram.h>
-#include <orvkernel/ImageTextureCube.h>
-#include <orvkernel/MaterialManager.h>
-#include <orvkernel/PrimitiveShape.h>
-#include <orvkernel/RawShader.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/gl/GlShaderProgram.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/MaterialManager.h>
+#include <orvkernel/material/RawShader.h>
+#include <orvkernel/shape/PrimitiveShape.h>
+#include <orvkernel/texture/ImageTextureCube.h>
 
 using namespace orvcore;
 using namespace orvtest;

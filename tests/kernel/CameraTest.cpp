@@ -1,6 +1,6 @@
-#include <orvkernel/Camera.h>
-#include <orvkernel/CameraOperator.h>
-#include <orvkernel/Frustum.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/camera/CameraOperator.h>
+#include <orvkernel/camera/Frustum.h>
 
 #include <cmath>
 #include <limits>

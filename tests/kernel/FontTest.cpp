@@ -1,6 +1,6 @@
-#include <orvkernel/BufferGeometry.h>
-#include <orvkernel/FontManager.h>
-#include <orvkernel/FontMaterial.h>
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/text/FontManager.h>
+#include <orvkernel/text/FontMaterial.h>
 
 #include <cmath>
 #include <string>

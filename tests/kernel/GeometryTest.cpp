@@ -1,8 +1,8 @@
-#include <orvkernel/BufferAttribute.h>
-#include <orvkernel/BufferGeometry.h>
-#include <orvkernel/ElementAttribute.h>
-#include <orvkernel/GeometryBuilder.h>
-#include <orvkernel/NormalCalculator.h>
+#include <orvkernel/geometry/BufferAttribute.h>
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/geometry/ElementAttribute.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/geometry/NormalCalculator.h>
 
 #include <cmath>
 #include <limits>

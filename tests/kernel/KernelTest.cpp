@@ -1,7 +1,7 @@
-#include <orvkernel/EnumPrimitiveType.h>
-#include <orvkernel/GfxObject.h>
-#include <orvkernel/IntersectPoint.h>
-#include <orvkernel/MaterialInstance.h>
+#include <orvkernel/device/GfxObject.h>
+#include <orvkernel/geometry/EnumPrimitiveType.h>
+#include <orvkernel/material/MaterialInstance.h>
+#include <orvkernel/search/IntersectPoint.h>
 
 #include <set>
 

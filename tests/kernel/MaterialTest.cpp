@@ -1,13 +1,13 @@
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/Camera.h>
-#include <orvkernel/DirectionalLight.h>
-#include <orvkernel/ImageTexture2D.h>
-#include <orvkernel/LightManager.h>
-#include <orvkernel/LineDashedMaterial.h>
-#include <orvkernel/MaterialManager.h>
-#include <orvkernel/MeshPhongMaterial.h>
-#include <orvkernel/PointsMaterial.h>
-#include <orvkernel/UniformSet.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/light/DirectionalLight.h>
+#include <orvkernel/light/LightManager.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/LineDashedMaterial.h>
+#include <orvkernel/material/MaterialManager.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
+#include <orvkernel/material/PointsMaterial.h>
+#include <orvkernel/material/UniformSet.h>
+#include <orvkernel/texture/ImageTexture2D.h>
 
 #include <algorithm>
 #include <cmath>

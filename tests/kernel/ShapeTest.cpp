@@ -1,7 +1,7 @@
-#include <orvkernel/Bvh.h>
-#include <orvkernel/CompoundShape.h>
-#include <orvkernel/PrimitiveSearch.h>
-#include <orvkernel/PrimitiveShape.h>
+#include <orvkernel/search/Bvh.h>
+#include <orvkernel/search/PrimitiveSearch.h>
+#include <orvkernel/shape/CompoundShape.h>
+#include <orvkernel/shape/PrimitiveShape.h>
 
 #include <random>
 

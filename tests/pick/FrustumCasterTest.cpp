@@ -6,7 +6,7 @@
 #include <algorithm>
 
 #include <gtest/gtest.h>
-#include <orvkernel/CameraOperator.h>
+#include <orvkernel/camera/CameraOperator.h>
 
 #include "PickFixture.h"
 #include "ShapeFactory.h"

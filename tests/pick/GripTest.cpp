@@ -2,7 +2,7 @@
 #include <orvcore/pick/GripNodeManager.h>
 
 #include <gtest/gtest.h>
-#include <orvkernel/CameraOperator.h>
+#include <orvkernel/camera/CameraOperator.h>
 
 using namespace orvcore;
 

@@ -7,8 +7,8 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
-#include <orvkernel/ImageTexture2D.h>
-#include <orvkernel/ImageTextureCube.h>
+#include <orvkernel/texture/ImageTexture2D.h>
+#include <orvkernel/texture/ImageTextureCube.h>
 
 #include "LogCapture.h"
 #include "RecordingDevice.h"

@@ -12,9 +12,9 @@
 #include <orvcore/widget/PlanarGridWidget.h>
 
 #include <gtest/gtest.h>
-#include <orvkernel/MeshPhongMaterial.h>
-#include <orvkernel/RawShader.h>
-#include <orvkernel/RenderTarget.h>
+#include <orvkernel/device/RenderTarget.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
+#include <orvkernel/material/RawShader.h>
 
 #include "LogCapture.h"
 #include "RecordingDevice.h"

@@ -8,9 +8,9 @@
 
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/LightManager.h>
-#include <orvkernel/MeshPhongMaterial.h>
+#include <orvkernel/light/LightManager.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
 
 #include "LogCapture.h"
 #include "RecordingDevice.h"

@@ -1,15 +1,15 @@
+#include <orvcore/pick/PickedItem.h>
 #include <orvcore/render/PrepareSelectionVisitor.h>
 #include <orvcore/render/RenderContext.h>
 #include <orvcore/render/RenderStyle.h>
-#include <orvcore/pick/PickedItem.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 
 #include <gtest/gtest.h>
-#include <orvkernel/LineDashedMaterial.h>
-#include <orvkernel/MeshPhongMaterial.h>
-#include <orvkernel/PointsMaterial.h>
+#include <orvkernel/material/LineDashedMaterial.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
+#include <orvkernel/material/PointsMaterial.h>
 
 #include "ShapeFactory.h"
 

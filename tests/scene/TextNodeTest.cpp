@@ -1,7 +1,7 @@
 #include <orvcommon/Math.h>
-#include <orvkernel/BasicMaterial.h>
-#include <orvkernel/CameraOperator.h>
-#include <orvkernel/FontMaterial.h>
+#include <orvkernel/camera/CameraOperator.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/text/FontMaterial.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/Scene2D.h>
 #include <orvcore/scene/TagNode2D.h>

@@ -7,9 +7,9 @@
 
 #include <gtest/gtest.h>
 
-#include <orvkernel/GlRenderDevice.h>
-#include <orvkernel/ImageDecoder.h>
-#include <orvkernel/ImageTexture2D.h>
+#include <orvkernel/gl/GlRenderDevice.h>
+#include <orvkernel/texture/ImageDecoder.h>
+#include <orvkernel/texture/ImageTexture2D.h>
 
 namespace orvtest {
 

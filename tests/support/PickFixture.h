@@ -5,7 +5,7 @@
 
 #include <glm/mat4x4.hpp>
 
-#include <orvkernel/Camera.h>
+#include <orvkernel/camera/Camera.h>
 #include <orvcore/scene/GroupSceneNode.h>
 
 namespace orvtest {

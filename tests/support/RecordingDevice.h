@@ -7,15 +7,15 @@
 #include <string>
 #include <vector>
 
-#include <orvkernel/BufferGeometry.h>
-#include <orvkernel/Camera.h>
-#include <orvkernel/GpuShaderProgram.h>
-#include <orvkernel/MaterialInstance.h>
-#include <orvkernel/MaterialTemplate.h>
-#include <orvkernel/PrimitiveShape.h>
-#include <orvkernel/RenderDevice.h>
-#include <orvkernel/RenderTarget.h>
-#include <orvkernel/Texture.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/device/GpuShaderProgram.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/device/RenderTarget.h>
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/material/MaterialInstance.h>
+#include <orvkernel/material/MaterialTemplate.h>
+#include <orvkernel/shape/PrimitiveShape.h>
+#include <orvkernel/texture/Texture.h>
 
 namespace orvtest {
 

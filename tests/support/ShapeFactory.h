@@ -3,9 +3,9 @@
 #include <memory>
 #include <vector>
 
-#include <orvkernel/BufferGeometry.h>
-#include <orvkernel/CompoundShape.h>
-#include <orvkernel/PrimitiveShape.h>
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/shape/CompoundShape.h>
+#include <orvkernel/shape/PrimitiveShape.h>
 
 namespace orvtest {
 

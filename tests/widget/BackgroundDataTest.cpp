@@ -1,5 +1,5 @@
+#include <orvkernel/device/RenderDevice.h>
 #include <orvcore/render/ColorBackground.h>
-#include <orvkernel/RenderDevice.h>
 
 #include <memory>
 #include <string>

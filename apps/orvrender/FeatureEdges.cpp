@@ -1,0 +1,166 @@
+#include <orvrender/FeatureEdges.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+#include <glm/geometric.hpp>
+#include <glm/trigonometric.hpp>
+#include <glm/vec3.hpp>
+
+namespace orvrender {
+
+namespace {
+
+constexpr uint32_t kNoVertex = 0xffffffffu;
+constexpr uint64_t kNoEdge = ~uint64_t(0);
+
+uint64_t Mix(uint64_t x)
+{
+    x ^= x >> 33;
+    x *= 0xff51afd7ed558ccdull;
+    x ^= x >> 33;
+    x *= 0xc4ceb9fe1a85ec53ull;
+    x ^= x >> 33;
+    return x;
+}
+
+/// Power of two of at least twice `count` (and at least 16) slots.
+std::size_t TableSize(std::size_t count)
+{
+    std::size_t size = 16;
+    while (size < count * 2)
+        size <<= 1;
+    return size;
+}
+
+/// Bit patterns of a position, with -0 folded onto +0.
+void PositionBits(const float* positions, std::size_t vertex, uint32_t bits[3])
+{
+    for (int k = 0; k < 3; ++k) {
+        float value = positions[vertex * 3 + k] + 0.0f;
+        std::memcpy(&bits[k], &value, sizeof(float));
+    }
+}
+
+/// For every vertex the number of the first vertex at the same position.
+void WeldPositions(const float* positions, std::size_t vertexCount, std::vector<uint32_t>& weld)
+{
+    weld.resize(vertexCount);
+    const std::size_t size = TableSize(vertexCount);
+    const std::size_t mask = size - 1;
+    std::vector<uint32_t> table(size, kNoVertex);
+    for (std::size_t v = 0; v < vertexCount; ++v) {
+        uint32_t bits[3];
+        PositionBits(positions, v, bits);
+        std::size_t slot = Mix((uint64_t(bits[0]) << 32 | bits[1]) ^ Mix(bits[2] + 0x9e3779b97f4a7c15ull)) & mask;
+        for (;;) {
+            const uint32_t other = table[slot];
+            if (other == kNoVertex) {
+                table[slot] = uint32_t(v);
+                weld[v] = uint32_t(v);
+                break;
+            }
+            uint32_t otherBits[3];
+            PositionBits(positions, other, otherBits);
+            if (otherBits[0] == bits[0] && otherBits[1] == bits[1] && otherBits[2] == bits[2]) {
+                weld[v] = other;
+                break;
+            }
+            slot = (slot + 1) & mask;
+        }
+    }
+}
+
+// How the triangles along an edge meet.
+enum EdgeState : uint32_t {
+    EDGE_ONE = 1,         // one triangle so far: a boundary unless another comes
+    EDGE_SMOOTH = 2,      // two triangles within the angle
+    EDGE_CREASE = 3,      // two triangles beyond the angle
+    EDGE_NONMANIFOLD = 4, // three or more triangles
+};
+
+struct EdgeSlot {
+    uint64_t key;      // smaller vertex number in the high half
+    uint32_t triangle; // the first triangle seen on it
+    uint32_t state;
+};
+
+glm::vec3 ToVec3(const float* positions, uint32_t vertex)
+{
+    return glm::vec3(positions[vertex * 3], positions[vertex * 3 + 1], positions[vertex * 3 + 2]);
+}
+
+} // namespace
+
+std::size_t FindFeatureEdges(const float* positions, std::size_t vertexCount, const uint32_t* indices,
+                             std::size_t indexCount, float angleDegrees, std::vector<uint32_t>& edges)
+{
+    if (!positions || !indices || vertexCount == 0 || indexCount < 3)
+        return 0;
+    std::vector<uint32_t> weld;
+    WeldPositions(positions, vertexCount, weld);
+
+    const std::size_t triangleCount = indexCount / 3;
+    // Unit face normals of the usable triangles; a zero normal marks a
+    // triangle that is left out.
+    std::vector<glm::vec3> normals(triangleCount, glm::vec3(0.0f));
+    for (std::size_t t = 0; t < triangleCount; ++t) {
+        const uint32_t* tri = indices + t * 3;
+        if (tri[0] >= vertexCount || tri[1] >= vertexCount || tri[2] >= vertexCount)
+            continue;
+        const uint32_t a = weld[tri[0]], b = weld[tri[1]], c = weld[tri[2]];
+        if (a == b || b == c || a == c)
+            continue;
+        const glm::vec3 pa = ToVec3(positions, a);
+        const glm::vec3 n = glm::cross(ToVec3(positions, b) - pa, ToVec3(positions, c) - pa);
+        const float length = glm::length(n);
+        if (!(length > 0.0f) || !std::isfinite(length))
+            continue;
+        normals[t] = n / length;
+    }
+
+    if (!std::isfinite(angleDegrees))
+        angleDegrees = 30.0f;
+    const float angle = glm::radians(std::clamp(angleDegrees, 0.0f, 180.0f));
+    // A little slack so that coplanar neighbours stay smooth at angle 0.
+    const float cosLimit = std::cos(angle) - 1e-5f;
+
+    const std::size_t size = TableSize(triangleCount * 2);
+    const std::size_t mask = size - 1;
+    std::vector<EdgeSlot> table(size, EdgeSlot{kNoEdge, 0, 0});
+    for (std::size_t t = 0; t < triangleCount; ++t) {
+        if (normals[t] == glm::vec3(0.0f))
+            continue;
+        const uint32_t* tri = indices + t * 3;
+        for (int e = 0; e < 3; ++e) {
+            uint32_t a = weld[tri[e]], b = weld[tri[(e + 1) % 3]];
+            if (a > b)
+                std::swap(a, b);
+            const uint64_t key = uint64_t(a) << 32 | b;
+            std::size_t slot = Mix(key) & mask;
+            while (table[slot].key != kNoEdge && table[slot].key != key)
+                slot = (slot + 1) & mask;
+            EdgeSlot& edge = table[slot];
+            if (edge.key == kNoEdge) {
+                edge = EdgeSlot{key, uint32_t(t), EDGE_ONE};
+            } else if (edge.state == EDGE_ONE) {
+                edge.state = glm::dot(normals[edge.triangle], normals[t]) < cosLimit ? EDGE_CREASE : EDGE_SMOOTH;
+            } else {
+                edge.state = EDGE_NONMANIFOLD;
+            }
+        }
+    }
+
+    std::size_t found = 0;
+    for (const EdgeSlot& edge : table) {
+        if (edge.key == kNoEdge || edge.state == EDGE_SMOOTH)
+            continue;
+        edges.push_back(uint32_t(edge.key >> 32));
+        edges.push_back(uint32_t(edge.key & 0xffffffffu));
+        ++found;
+    }
+    return found;
+}
+
+} // namespace orvrender

@@ -1,0 +1,522 @@
+#include <orvrender/SceneLoader.h>
+
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <glm/gtc/matrix_transform.hpp>
+#include <glm/gtc/type_ptr.hpp>
+
+#include <orvkernel/geometry/EnumPrimitiveType.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
+#include <orvkernel/material/PointsMaterial.h>
+#include <orvcore/scene/GroupSceneNode.h>
+#include <orvcore/scene/PrimitiveSceneNode.h>
+#include <orvcore/scene/Scene.h>
+#include <orvcore/scene/Scene2D.h>
+#include <orvcore/scene/ShapeSceneNode.h>
+#include <orvcore/scene/TagNode2D.h>
+#include <orvcore/scene/TextSceneNode.h>
+#include <orvrender/ModelImporter.h>
+
+// The nodes of a scene file: groups, solids, points and lines, texts, tags
+// and imported models. The view settings are in SceneLoaderView.cpp.
+
+namespace orvrender {
+
+using namespace json;
+using orvcore::SceneNode;
+
+namespace {
+
+const glm::vec3 kDefaultColor(0.72f, 0.74f, 0.78f);
+const glm::vec3 kDefaultTextColor(0.1f, 0.1f, 0.1f);
+const glm::vec3 kDefaultEdgeColor(0.08f, 0.08f, 0.1f);
+
+} // namespace
+
+SceneLoader::SceneLoader(const std::string& baseDir, orvcore::SceneManager& manager, SceneInfo& info)
+    : m_BaseDir(baseDir), m_Manager(manager), m_Info(info)
+{
+}
+
+void SceneLoader::Load(const Json& root)
+{
+    ExpectObject(root, "");
+    CheckKeys(root, "", {"$schema", "description", "camera", "background", "displayFilter", "grid", "nodes",
+                         "select", "hover"});
+    if (const Json* nodes = Find(root, "nodes")) {
+        ExpectArray(*nodes, "/nodes");
+        for (std::size_t i = 0; i < nodes->size(); ++i) {
+            auto node = BuildNode((*nodes)[i], Child("/nodes", i), 0, true);
+            if (node) {
+                m_Manager.GetScene()->AddNode(node);
+                Count(*node);
+            }
+        }
+    }
+    m_Info.select = Names(root, "select");
+    m_Info.hover = Names(root, "hover");
+    if (const Json* background = Find(root, "background"))
+        LoadBackground(*background, "/background");
+    if (const Json* filter = Find(root, "displayFilter"))
+        LoadDisplayFilter(*filter, "/displayFilter");
+    m_Manager.UpdateWorld();
+    if (const Json* grid = Find(root, "grid"))
+        LoadGrid(*grid, "/grid");
+    static const Json kNoCamera = Json::object();
+    const Json* camera = Find(root, "camera");
+    LoadCamera(camera ? *camera : kNoCamera, "/camera");
+}
+
+std::string SceneLoader::Resolve(const std::string& file) const
+{
+    std::filesystem::path path(file);
+    if (path.is_absolute() || m_BaseDir.empty())
+        return path.string();
+    return (std::filesystem::path(m_BaseDir) / path).string();
+}
+
+std::vector<std::string> SceneLoader::Names(const Json& root, const char* key)
+{
+    std::vector<std::string> result;
+    const Json* list = Find(root, key);
+    if (!list)
+        return result;
+    const std::string path = Child("", key);
+    ExpectArray(*list, path);
+    for (std::size_t i = 0; i < list->size(); ++i) {
+        const std::string name = String((*list)[i], Child(path, i));
+        if (m_NameSet.count(name) == 0)
+            Fail(Child(path, i), "no node is named \"" + name + "\"");
+        result.push_back(name);
+    }
+    return result;
+}
+
+void SceneLoader::Count(const SceneNode& node)
+{
+    ++m_Info.nodes;
+    if (auto primitiveNode = orvcore::PrimitiveSceneNode::Cast(&node))
+        CountTriangles(primitiveNode->GetPrimitive().get());
+    if (auto shapeNode = orvcore::ShapeSceneNode::Cast(&node)) {
+        for (const auto& primitive : shapeNode->GetPrimitives())
+            CountTriangles(primitive.get());
+    }
+    if (auto group = orvcore::GroupSceneNode::Cast(&node)) {
+        for (const auto& entry : group->GetChildren()) {
+            if (entry.second)
+                Count(*entry.second);
+        }
+    }
+}
+
+void SceneLoader::CountTriangles(const orvcore::PrimitiveShape* primitive)
+{
+    if (primitive && primitive->GetGeometry() && orvcore::IsTrianglePrimitive(primitive->GetPrimitiveType()))
+        m_Info.triangles += primitive->GetGeometry()->GetPrimitiveCount();
+}
+
+void SceneLoader::AddName(const SceneNode* node, const std::string& name, const std::string& path)
+{
+    if (!m_NameSet.insert(name).second)
+        Fail(path, "the name \"" + name + "\" is used twice");
+    m_Info.names.emplace_back(node, name);
+}
+
+glm::mat4 SceneLoader::Transform(const Json& node, const std::string& path)
+{
+    const Json* matrix = Find(node, "matrix");
+    const Json* translate = Find(node, "translate");
+    const Json* rotate = Find(node, "rotate");
+    const Json* scale = Find(node, "scale");
+    if (matrix) {
+        if (translate || rotate || scale)
+            Fail(Child(path, "matrix"), "use either \"matrix\" or translate/rotate/scale, not both");
+        const auto values = Numbers<16>(*matrix, Child(path, "matrix"));
+        return glm::make_mat4(values.data());
+    }
+    glm::mat4 result(1.0f);
+    if (translate)
+        result = glm::translate(result, Vec3(*translate, Child(path, "translate")));
+    if (rotate) {
+        const std::string rotatePath = Child(path, "rotate");
+        ExpectObject(*rotate, rotatePath);
+        CheckKeys(*rotate, rotatePath, {"axis", "angle"});
+        const glm::vec3 axis = Vec3(Require(*rotate, "axis", rotatePath), Child(rotatePath, "axis"));
+        const float angle = static_cast<float>(
+            Bounded(Require(*rotate, "angle", rotatePath), Child(rotatePath, "angle"), -36000.0, 36000.0, false));
+        if (glm::length(axis) < 1e-12f)
+            Fail(Child(rotatePath, "axis"), "axis must not be the zero vector");
+        result = glm::rotate(result, glm::radians(angle), glm::normalize(axis));
+    }
+    if (scale) {
+        const std::string scalePath = Child(path, "scale");
+        glm::vec3 factors;
+        if (scale->is_number()) {
+            factors = glm::vec3(static_cast<float>(Number(*scale, scalePath)));
+        } else if (scale->is_array()) {
+            factors = Vec3(*scale, scalePath);
+        } else {
+            Fail(scalePath, std::string("expected a number or 3 numbers, found ") + TypeName(*scale));
+        }
+        for (int i = 0; i < 3; ++i) {
+            if (factors[i] == 0.0f)
+                Fail(scalePath, "scale factors must not be zero");
+            if (std::fabs(factors[i]) > kMaxExtent)
+                Fail(scalePath, "too large (at most 1e7)");
+        }
+        result = glm::scale(result, factors);
+    }
+    return result;
+}
+
+std::shared_ptr<orvcore::MaterialInstance> SceneLoader::FaceMaterial(const Json& node, const std::string& path,
+                                                                      const std::string& name)
+{
+    auto material = orvcore::MeshPhongMaterial::Create("scene." + name);
+    ApplyColor(*material, node, path, kDefaultColor);
+    return material;
+}
+
+void SceneLoader::ApplyColor(orvcore::MaterialInstance& material, const Json& node, const std::string& path,
+                             const glm::vec3& fallback)
+{
+    const Json* color = Find(node, "color");
+    material.SetColor(color ? Color(*color, Child(path, "color")) : fallback);
+    const float opacity = Opacity(node, path);
+    material.SetOpacity(opacity);
+    if (opacity < 1.0f) {
+        material.BlendingMode = orvcore::BLENDING_TRANSPARENT;
+        material.RequestUpdate();
+    }
+}
+
+float SceneLoader::Opacity(const Json& node, const std::string& path)
+{
+    const Json* opacity = Find(node, "opacity");
+    return opacity ? static_cast<float>(Bounded(*opacity, Child(path, "opacity"), 0.0, 1.0, false)) : 1.0f;
+}
+
+glm::vec3 SceneLoader::EdgeColor(const Json& node, const std::string& path)
+{
+    const Json* color = Find(node, "edgeColor");
+    return color ? Color(*color, Child(path, "edgeColor")) : kDefaultEdgeColor;
+}
+
+bool SceneLoader::Flag(const Json& node, const char* key, const std::string& path, bool fallback)
+{
+    const Json* value = Find(node, key);
+    return value ? Bool(*value, Child(path, key)) : fallback;
+}
+
+uint32_t SceneLoader::Segments(const Json& node, const std::string& path, uint32_t fallback)
+{
+    const Json* value = Find(node, "segments");
+    if (!value)
+        return fallback;
+    return static_cast<uint32_t>(Integer(*value, Child(path, "segments"), kMinSegments, kMaxSegments));
+}
+
+/// A solid: its faces alone, or a group of the faces and their edges.
+std::shared_ptr<SceneNode> SceneLoader::Solid(const std::shared_ptr<orvcore::BufferGeometry>& faces,
+                                              const std::shared_ptr<orvcore::BufferGeometry>& edges, const Json& node,
+                                              const std::string& path, const std::string& name)
+{
+    if (!faces)
+        Fail(path, "the geometry could not be built");
+    auto faceNode = std::make_shared<orvcore::PrimitiveSceneNode>(faces, FaceMaterial(node, path, name));
+    if (!edges)
+        return faceNode;
+    auto edgeMaterial = orvcore::BasicMaterial::Create("scene." + name + ".edges");
+    edgeMaterial->SetColor(EdgeColor(node, path));
+    auto edgeNode = std::make_shared<orvcore::PrimitiveSceneNode>(edges, edgeMaterial);
+    edgeNode->SetPickable(false);
+    auto group = std::make_shared<orvcore::GroupSceneNode>();
+    group->AddNode(faceNode);
+    group->AddNode(edgeNode);
+    return group;
+}
+
+std::shared_ptr<orvcore::BufferGeometry> SceneLoader::Circles(float radius, const std::vector<float>& heights,
+                                                                    uint32_t segments)
+{
+    std::vector<float> positions;
+    positions.reserve(heights.size() * segments * 6);
+    const float step = 2.0f * glm::pi<float>() / static_cast<float>(segments);
+    for (float z : heights) {
+        for (uint32_t i = 0; i < segments; ++i) {
+            const float a0 = step * static_cast<float>(i);
+            const float a1 = step * static_cast<float>(i + 1);
+            positions.insert(positions.end(), {radius * std::cos(a0), radius * std::sin(a0), z,
+                                               radius * std::cos(a1), radius * std::sin(a1), z});
+        }
+    }
+    return orvcore::GeometryBuilder::CreateLines(orvcore::Float32Array(positions.data(), positions.size()));
+}
+
+std::vector<float> SceneLoader::PointList(const Json& node, const std::string& path, bool pairs)
+{
+    const std::string pointsPath = Child(path, "points");
+    const Json& points = Require(node, "points", path);
+    ExpectArray(points, pointsPath);
+    if (points.size() > kMaxPoints)
+        Fail(pointsPath, "too large (at most " + std::to_string(kMaxPoints) + " points)");
+    if (points.empty())
+        Fail(pointsPath, "needs at least one point");
+    if (pairs && points.size() % 2 != 0)
+        Fail(pointsPath, "lines need pairs of points (an even count)");
+    std::vector<float> positions;
+    positions.reserve(points.size() * 3);
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const glm::vec3 p = Vec3(points[i], Child(pointsPath, i));
+        positions.insert(positions.end(), {p.x, p.y, p.z});
+    }
+    return positions;
+}
+
+std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::string& path, std::size_t depth, bool topLevel)
+{
+    if (++m_NodeCount > kMaxNodes)
+        Fail(path, "too large (more than " + std::to_string(kMaxNodes) + " nodes)");
+    if (depth > kMaxDepth)
+        Fail(path, "groups are nested too deeply (at most " + std::to_string(kMaxDepth) + " levels)");
+    ExpectObject(node, path);
+    const std::string type = String(Require(node, "type", path), Child(path, "type"));
+    static const std::set<std::string> common = {"type", "name", "userId", "visible", "pickable", "translate",
+                                                 "rotate", "scale", "matrix", "color", "opacity"};
+    static const std::map<std::string, std::set<std::string>> own = {
+        {"group", {"children"}},
+        {"box", {"size", "edges", "edgeColor"}},
+        {"sphere", {"radius", "segments"}},
+        {"cylinder", {"radius", "height", "segments", "edges", "edgeColor"}},
+        {"cone", {"radius", "height", "segments", "edges", "edgeColor"}},
+        {"plane", {"size", "edges", "edgeColor"}},
+        {"points", {"points", "pointSize"}},
+        {"lines", {"points", "width"}},
+        {"model", {"file", "featureAngle", "edges", "edgeColor"}},
+        {"text", {"text", "height", "form", "billboard"}},
+        {"tag", {"text", "height", "target", "position", "offset", "lineColor"}},
+    };
+    auto kind = own.find(type);
+    if (kind == own.end())
+        Fail(Child(path, "type"), "unknown node type \"" + type + "\"");
+    std::set<std::string> allowed = common;
+    allowed.insert(kind->second.begin(), kind->second.end());
+    if (type == "tag")
+        allowed = {"type", "name", "text", "height", "target", "position", "offset", "color", "lineColor",
+                   "visible"};
+    CheckKeys(node, path, allowed);
+
+    std::string name;
+    if (const Json* value = Find(node, "name")) {
+        name = String(*value, Child(path, "name"));
+        if (name.empty())
+            Fail(Child(path, "name"), "a name must not be empty");
+    }
+    const std::string materialName = name.empty() ? path : name;
+
+    if (type == "tag") {
+        if (!topLevel)
+            Fail(path, "tags belong in the top-level node list");
+        BuildTag(node, path, name);
+        return nullptr;
+    }
+
+    std::shared_ptr<SceneNode> result;
+    std::vector<std::pair<const SceneNode*, std::string>> innerNames;
+    glm::mat4 extra(1.0f); // applied after the file's transform (text height fitting)
+    if (type == "group") {
+        auto group = std::make_shared<orvcore::GroupSceneNode>();
+        if (const Json* children = Find(node, "children")) {
+            const std::string childrenPath = Child(path, "children");
+            ExpectArray(*children, childrenPath);
+            for (std::size_t i = 0; i < children->size(); ++i)
+                group->AddNode(BuildNode((*children)[i], Child(childrenPath, i), depth + 1, false));
+        }
+        result = group;
+    } else if (type == "box") {
+        const auto s = Numbers<3>(Require(node, "size", path), Child(path, "size"));
+        for (std::size_t i = 0; i < 3; ++i)
+            CheckLength(s[i], Child(Child(path, "size"), i));
+        const glm::vec3 size(s[0], s[1], s[2]);
+        const bool edges = Flag(node, "edges", path, true);
+        result = Solid(orvcore::GeometryBuilder::CreateBox(size),
+                       edges ? orvcore::GeometryBuilder::CreateBoxEdges(size) : nullptr, node, path, materialName);
+    } else if (type == "sphere") {
+        const float radius = Length(Require(node, "radius", path), Child(path, "radius"));
+        const uint32_t segments = Segments(node, path, 32);
+        result = Solid(orvcore::GeometryBuilder::CreateSphere(radius, segments, std::max(2u, segments / 2)),
+                       nullptr, node, path, materialName);
+    } else if (type == "cylinder" || type == "cone") {
+        const float radius = Length(Require(node, "radius", path), Child(path, "radius"));
+        const float height = Length(Require(node, "height", path), Child(path, "height"));
+        const uint32_t segments = Segments(node, path, 32);
+        const bool edges = Flag(node, "edges", path, true);
+        const bool cone = type == "cone";
+        auto faces = cone ? orvcore::GeometryBuilder::CreateCone(radius, height, segments)
+                          : orvcore::GeometryBuilder::CreateCylinder(radius, radius, height, segments);
+        std::vector<float> rims = {-height / 2.0f};
+        if (!cone)
+            rims.push_back(height / 2.0f);
+        result = Solid(faces, edges ? Circles(radius, rims, segments) : nullptr, node, path, materialName);
+    } else if (type == "plane") {
+        const auto s = Numbers<2>(Require(node, "size", path), Child(path, "size"));
+        for (std::size_t i = 0; i < 2; ++i)
+            CheckLength(s[i], Child(Child(path, "size"), i));
+        std::shared_ptr<orvcore::BufferGeometry> outline;
+        if (Flag(node, "edges", path, false)) {
+            const float x = s[0] / 2.0f;
+            const float y = s[1] / 2.0f;
+            std::vector<float> p = {-x, -y, 0, x, -y, 0, x, -y, 0, x, y, 0,
+                                    x,  y,  0, -x, y, 0, -x, y, 0, -x, -y, 0};
+            outline = orvcore::GeometryBuilder::CreateLines(orvcore::Float32Array(p.data(), p.size()));
+        }
+        result = Solid(orvcore::GeometryBuilder::CreatePlane(s[0], s[1]), outline, node, path, materialName);
+    } else if (type == "points") {
+        std::vector<float> positions = PointList(node, path, false);
+        auto material = orvcore::PointsMaterial::Create("scene." + materialName);
+        ApplyColor(*material, node, path, kDefaultColor);
+        if (const Json* size = Find(node, "pointSize"))
+            material->SetPointSize(static_cast<float>(Bounded(*size, Child(path, "pointSize"), 0.0, 256.0, true)));
+        else
+            material->SetPointSize(4.0f);
+        result = std::make_shared<orvcore::PrimitiveSceneNode>(
+            orvcore::GeometryBuilder::CreatePoints(orvcore::Float32Array(positions.data(), positions.size())),
+            material);
+    } else if (type == "lines") {
+        std::vector<float> positions = PointList(node, path, true);
+        auto material = orvcore::BasicMaterial::Create("scene." + materialName);
+        ApplyColor(*material, node, path, kDefaultColor);
+        if (const Json* width = Find(node, "width")) {
+            material->LineWidth =
+                static_cast<uint8_t>(std::lround(Bounded(*width, Child(path, "width"), 1.0, 255.0, false)));
+            material->RequestUpdate();
+        }
+        result = std::make_shared<orvcore::PrimitiveSceneNode>(
+            orvcore::GeometryBuilder::CreateLines(orvcore::Float32Array(positions.data(), positions.size())),
+            material);
+    } else if (type == "model") {
+        const std::string filePath = Child(path, "file");
+        const std::string file = String(Require(node, "file", path), filePath);
+        if (file.empty())
+            Fail(filePath, "a file name must not be empty");
+        ImportOptions options{};
+        const Json* color = Find(node, "color");
+        options.color = color ? Color(*color, Child(path, "color")) : kDefaultColor;
+        options.opacity = Opacity(node, path);
+        options.edges = Flag(node, "edges", path, true);
+        const Json* angle = Find(node, "featureAngle");
+        options.featureAngleDegrees =
+            angle ? static_cast<float>(Bounded(*angle, Child(path, "featureAngle"), 0.0, 180.0, false)) : 30.0f;
+        options.edgeColor = EdgeColor(node, path);
+        ImportedModel model;
+        std::string importError;
+        if (!ImportModel(Resolve(file), options, model, importError) || !model.root)
+            Fail(filePath, importError.empty() ? "the model could not be imported" : importError);
+        for (const auto& entry : model.names) {
+            if (entry.first && !entry.second.empty())
+                innerNames.emplace_back(entry.first, name.empty() ? entry.second : name + "/" + entry.second);
+        }
+        result = model.root;
+    } else if (type == "text") {
+        const std::string textPath = Child(path, "text");
+        const std::string text = String(Require(node, "text", path), textPath);
+        if (text.empty())
+            Fail(textPath, "a text must not be empty");
+        if (text.size() > kMaxText)
+            Fail(textPath, "too large (at most " + std::to_string(kMaxText) + " bytes)");
+        const float height = Length(Require(node, "height", path), Child(path, "height"));
+        std::string form = "mesh";
+        if (const Json* value = Find(node, "form")) {
+            form = String(*value, Child(path, "form"));
+            if (form != "mesh" && form != "texture")
+                Fail(Child(path, "form"), "expected \"mesh\" or \"texture\", found \"" + form + "\"");
+        }
+        const bool billboard = Flag(node, "billboard", path, false);
+        if (billboard && form != "texture")
+            Fail(Child(path, "billboard"), "only texture text can be a billboard");
+        const Json* color = Find(node, "color");
+        const glm::vec3 rgb = color ? Color(*color, Child(path, "color")) : kDefaultTextColor;
+        const float opacity = Opacity(node, path);
+        std::shared_ptr<orvcore::TextSceneNode> label;
+        if (form == "mesh") {
+            label = orvcore::TextSceneNode::Create(Widen(text), rgb, height, true);
+        } else {
+            label = std::make_shared<orvcore::TextSceneNode>(Widen(text), height, rgb, glm::vec3(-1.0f), billboard);
+        }
+        if (!label)
+            Fail(textPath, "the text could not be built");
+        if (opacity < 1.0f && label->GetMaterial()) {
+            label->GetMaterial()->SetOpacity(opacity);
+            label->GetMaterial()->BlendingMode = orvcore::BLENDING_TRANSPARENT;
+            label->GetMaterial()->RequestUpdate();
+        }
+        extra = label->GetScale();
+        result = label;
+    }
+
+    if (!result)
+        Fail(path, "the node could not be built");
+    result->SetTransform(Transform(node, path) * extra);
+    if (const Json* userId = Find(node, "userId"))
+        result->SetUserId(static_cast<uint64_t>(Integer(*userId, Child(path, "userId"), 0, int64_t(1) << 53)));
+    result->SetVisible(Flag(node, "visible", path, true));
+    result->SetPickable(Flag(node, "pickable", path, true));
+    result->RequstUpdate();
+    if (!name.empty())
+        AddName(result.get(), name, Child(path, "name"));
+    for (const auto& entry : innerNames) {
+        if (m_NameSet.insert(entry.second).second)
+            m_Info.names.push_back(entry);
+    }
+    return result;
+}
+
+void SceneLoader::BuildTag(const Json& node, const std::string& path, const std::string& name)
+{
+    const std::string textPath = Child(path, "text");
+    const std::string text = String(Require(node, "text", path), textPath);
+    if (text.empty())
+        Fail(textPath, "a text must not be empty");
+    if (text.size() > kMaxText)
+        Fail(textPath, "too large (at most " + std::to_string(kMaxText) + " bytes)");
+    const Json* heightValue = Find(node, "height");
+    const float height = heightValue ? Length(*heightValue, Child(path, "height")) : 18.0f;
+    if (height > 1000.0f)
+        Fail(Child(path, "height"), "too large (at most 1000 pixels)");
+    const Json* color = Find(node, "color");
+    const glm::vec3 rgb = color ? Color(*color, Child(path, "color")) : kDefaultTextColor;
+    const glm::vec3 target = Vec3(Require(node, "target", path), Child(path, "target"));
+    const Json* position = Find(node, "position");
+    const Json* offset = Find(node, "offset");
+    if (position && offset)
+        Fail(Child(path, "offset"), "use either \"position\" or \"offset\", not both");
+    if (!position && !offset)
+        Fail(Child(path, "position"), "a tag needs \"position\" (world) or \"offset\" (pixels)");
+    auto label = std::make_shared<orvcore::TextSceneNode>(Widen(text), height, rgb, glm::vec3(1.0f), false);
+    auto tag = orvcore::TagNode2D::Create(label, target, target);
+    if (!tag)
+        Fail(path, "the tag could not be built");
+    if (position) {
+        tag->SetPosition(Vec3(*position, Child(path, "position")), true);
+    } else {
+        const auto xy = Numbers<2>(*offset, Child(path, "offset"));
+        tag->SetPosition(glm::vec3(xy[0], xy[1], 0.0f), false);
+    }
+    if (const Json* lineColor = Find(node, "lineColor"))
+        tag->SetLineColor(Color(*lineColor, Child(path, "lineColor")));
+    if (!Flag(node, "visible", path, true) && tag->GetNode())
+        tag->GetNode()->SetVisible(false);
+    m_Manager.GetScene2D()->AddNode(tag);
+    if (!name.empty())
+        AddName(label.get(), name, Child(path, "name"));
+}
+
+} // namespace orvrender

@@ -1,0 +1,68 @@
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <glm/mat4x4.hpp>
+#include <glm/vec3.hpp>
+
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/material/MaterialInstance.h>
+#include <orvkernel/shape/PrimitiveShape.h>
+#include <orvcore/scene/SceneManager.h>
+#include <orvrender/SceneFile.h>
+#include <orvrender/SceneJson.h>
+
+namespace orvrender {
+
+/// Builds the scene of one parsed scene file into a manager. Every fault is
+/// thrown as a `json::Fault` with its JSON path; `LoadSceneText` turns it
+/// into the message.
+class SceneLoader {
+public:
+    using Json = json::Json;
+    using SceneNode = orvcore::SceneNode;
+
+    SceneLoader(const std::string& baseDir, orvcore::SceneManager& manager, SceneInfo& info);
+    void Load(const Json& root);
+
+private:
+    std::string Resolve(const std::string& file) const;
+    std::vector<std::string> Names(const Json& root, const char* key);
+    void Count(const SceneNode& node);
+    void CountTriangles(const orvcore::PrimitiveShape* primitive);
+    void AddName(const SceneNode* node, const std::string& name, const std::string& path);
+    glm::mat4 Transform(const Json& node, const std::string& path);
+    std::shared_ptr<orvcore::MaterialInstance> FaceMaterial(const Json& node, const std::string& path,
+                                                             const std::string& name);
+    void ApplyColor(orvcore::MaterialInstance& material, const Json& node, const std::string& path,
+                    const glm::vec3& fallback);
+    float Opacity(const Json& node, const std::string& path);
+    glm::vec3 EdgeColor(const Json& node, const std::string& path);
+    bool Flag(const Json& node, const char* key, const std::string& path, bool fallback);
+    uint32_t Segments(const Json& node, const std::string& path, uint32_t fallback);
+    /// A solid: its faces alone, or a group of the faces and their edges.
+    std::shared_ptr<SceneNode> Solid(const std::shared_ptr<orvcore::BufferGeometry>& faces,
+                                     const std::shared_ptr<orvcore::BufferGeometry>& edges, const Json& node,
+                                     const std::string& path, const std::string& name);
+    static std::shared_ptr<orvcore::BufferGeometry> Circles(float radius, const std::vector<float>& heights,
+                                                           uint32_t segments);
+    std::vector<float> PointList(const Json& node, const std::string& path, bool pairs);
+    std::shared_ptr<SceneNode> BuildNode(const Json& node, const std::string& path, std::size_t depth, bool topLevel);
+    void BuildTag(const Json& node, const std::string& path, const std::string& name);
+    void LoadBackground(const Json& background, const std::string& path);
+    void LoadDisplayFilter(const Json& filter, const std::string& path);
+    void LoadGrid(const Json& grid, const std::string& path);
+    void LoadCamera(const Json& camera, const std::string& path);
+
+    std::string m_BaseDir;
+    orvcore::SceneManager& m_Manager;
+    SceneInfo& m_Info;
+    std::set<std::string> m_NameSet;
+    std::size_t m_NodeCount = 0;
+};
+
+} // namespace orvrender

@@ -1,7 +1,0 @@
-#include <orvkernel/GpuShaderProgram.h>
-
-namespace orvcore {
-
-GpuShaderProgram::~GpuShaderProgram() = default;
-
-} // namespace orvcore

@@ -1,7 +1,0 @@
-#include <orvkernel/RenderDevice.h>
-
-namespace orvcore {
-
-RenderDevice::~RenderDevice() = default;
-
-} // namespace orvcore

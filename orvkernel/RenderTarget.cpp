@@ -1,7 +1,0 @@
-#include <orvkernel/RenderTarget.h>
-
-namespace orvcore {
-
-RenderTarget::~RenderTarget() = default;
-
-} // namespace orvcore

@@ -1,7 +1,0 @@
-#include <orvkernel/Texture.h>
-
-namespace orvcore {
-
-Texture::~Texture() = default;
-
-} // namespace orvcore

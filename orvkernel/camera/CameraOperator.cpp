@@ -1,0 +1,260 @@
+#include <orvkernel/camera/CameraOperator.h>
+
+#include <orvcommon/Logger.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+#include <glm/geometric.hpp>
+#include <glm/mat4x4.hpp>
+
+namespace orvcore {
+
+namespace {
+void LogNullCamera() { Logger::Instance().Waring("Camera is null!"); }
+
+bool IsFinite(const glm::vec3& v)
+{
+    return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z);
+}
+
+/// Normalised device coordinates of a world point (w divide included).
+glm::vec3 WorldToNdc(const Camera& camera, const glm::vec3& point)
+{
+    const glm::vec4 clip = camera.GetViewProjectionMatrix() * glm::vec4(point, 1.0f);
+    // A point in the eye plane of a perspective camera projects to infinity;
+    // keep the division defined.
+    const float w = clip.w != 0.0f ? clip.w : std::numeric_limits<float>::min();
+    return glm::vec3(clip) / w;
+}
+
+/// World point of a viewport point (bottom-left origin, z the depth in
+/// [0, 1]). Unprojected in double precision: far / near ratios of 1e5 lose
+/// too many digits in a float inverse.
+glm::dmat4 InverseViewProjection(const Camera& camera)
+{
+    return glm::inverse(glm::dmat4(camera.GetProjectionMatrix()) * glm::dmat4(camera.GetViewMatrix()));
+}
+
+glm::vec3 ViewportToWorld(const Camera& camera, const glm::dmat4& inverse, const glm::dvec3& viewport)
+{
+    const glm::dvec4 ndc(viewport.x / double(camera.GetWidth()) * 2.0 - 1.0,
+                         viewport.y / double(camera.GetHeight()) * 2.0 - 1.0, viewport.z * 2.0 - 1.0, 1.0);
+    const glm::dvec4 world = inverse * ndc;
+    const double w = world.w != 0.0 ? world.w : std::numeric_limits<double>::min();
+    return glm::vec3(glm::dvec3(world) / w);
+}
+
+glm::vec3 ViewportToWorld(const Camera& camera, const glm::dvec3& viewport)
+{
+    return ViewportToWorld(camera, InverseViewProjection(camera), viewport);
+}
+
+/// Eye offsets of the six faces, in the order of the flags below.
+enum Face : unsigned { F = 1u, B = 2u, R = 4u, L = 8u, T = 16u, D = 32u };
+
+/// Faces whose eye offsets add up to each standard view's eye offset,
+/// indexed by the view.
+constexpr unsigned ViewFaces[STANDARD_VIEW_COUNT] = {
+    0u,        // none
+    F,         // front
+    T,         // top
+    R,         // right
+    F | T | R, // isometric
+    F | T | L, // front top left
+    F | D | R, // front bottom right
+    F | D | L, // front bottom left
+    B | T | R, // back top right
+    B | T | L, // back top left
+    B | D | R, // back bottom right
+    B | D | L, // back bottom left
+    F | T,     // front top
+    F | D,     // front bottom
+    F | L,     // front left
+    F | R,     // front right
+    B | T,     // back top
+    B | D,     // back bottom
+    B | L,     // back left
+    B | R,     // back right
+    T | L,     // top left
+    T | R,     // top right
+    D | L,     // bottom left
+    D | R,     // bottom right
+    B,         // back
+    D,         // bottom
+    L,         // left
+};
+} // namespace
+
+Ray CameraOperator::WindowPointToRay(const Camera& camera, float x, float y)
+{
+    // One inverse for both ends of the ray.
+    const glm::dmat4 inverse = InverseViewProjection(camera);
+    const double vy = double(camera.GetHeight()) - double(y);
+    const glm::vec3 nearPoint = ViewportToWorld(camera, inverse, glm::dvec3(x, vy, 0.0));
+    const glm::vec3 farPoint = ViewportToWorld(camera, inverse, glm::dvec3(x, vy, 1.0));
+    if (!IsFinite(nearPoint) || !IsFinite(farPoint)) {
+        Logger::Instance().Waring("Window point is invalid!");
+        return Ray();
+    }
+    return Ray(nearPoint, farPoint - nearPoint);
+}
+
+Ray CameraOperator::WindowPointToRay(const std::shared_ptr<Camera>& camera, int x, int y)
+{
+    if (!camera) {
+        LogNullCamera();
+        return Ray();
+    }
+    return WindowPointToRay(*camera, float(x), float(y));
+}
+
+glm::vec3 CameraOperator::WorldPointToViewportPoint(const Camera& camera, const glm::vec3& point)
+{
+    const glm::vec3 ndc = WorldToNdc(camera, point);
+    return glm::vec3((ndc.x * 0.5f + 0.5f) * float(camera.GetWidth()), (ndc.y * 0.5f + 0.5f) * float(camera.GetHeight()),
+                     ndc.z * 0.5f + 0.5f);
+}
+
+glm::vec3 CameraOperator::WorldPointToViewportPoint(const std::shared_ptr<Camera>& camera, const glm::vec3& point)
+{
+    if (!camera) {
+        LogNullCamera();
+        return glm::vec3(0.0f);
+    }
+    return WorldPointToViewportPoint(*camera, point);
+}
+
+glm::vec3 CameraOperator::WorldPointToWindowPoint(const Camera& camera, const glm::vec3& point)
+{
+    glm::vec3 result = WorldPointToViewportPoint(camera, point);
+    result.y = float(camera.GetHeight()) - result.y;
+    return result;
+}
+
+glm::vec3 CameraOperator::WorldPointToWindowPoint(const std::shared_ptr<Camera>& camera, const glm::vec3& point)
+{
+    if (!camera) {
+        LogNullCamera();
+        return glm::vec3(0.0f);
+    }
+    return WorldPointToWindowPoint(*camera, point);
+}
+
+glm::vec3 CameraOperator::WindowPointToWorldPoint(const Camera& camera, const glm::vec3& windowPoint)
+{
+    return ViewportToWorld(camera, glm::dvec3(windowPoint.x, double(camera.GetHeight()) - double(windowPoint.y),
+                                              windowPoint.z));
+}
+
+void CameraOperator::ZoomToBBox(const std::shared_ptr<Camera>& camera, const AxisAlignedBox& box, float factor)
+{
+    if (!camera) {
+        LogNullCamera();
+        return;
+    }
+    ZoomToBBox(*camera, box, factor);
+}
+
+void CameraOperator::ZoomToBBox(Camera& camera, const AxisAlignedBox& box, float factor)
+{
+    const glm::vec3 centre = box.getCenter();
+    float radius = glm::length(box.getSize()) * 0.5f;
+    if (!box.isFinite() || !IsFinite(centre) || !std::isfinite(radius)) {
+        Logger::Instance().Waring("Bounding box is not finite!");
+        return;
+    }
+    if (!(factor > 0.0f) || !std::isfinite(factor)) {
+        Logger::Instance().Waring("Zoom to box factor is invalid!");
+        factor = 1.0f;
+    }
+    radius *= factor;
+    // A single point still needs a sphere with some size to frame.
+    if (!(radius > 0.0f) || !std::isfinite(radius))
+        radius = 1.0f;
+
+    const float halfFov = camera.GetFov() * 0.5f;
+    const float aspect = camera.GetAspect();
+    float distance;
+    if (camera.GetProjectionType() == Camera::PROJECTION_PERSPECTIVE) {
+        // The sphere touches the narrower of the two view cones.
+        const float halfFovH = std::atan(std::tan(halfFov) * aspect);
+        distance = radius / std::sin(std::min(halfFov, halfFovH));
+    } else {
+        // Half the view height that fits the sphere both ways.
+        const float halfHeight = radius / std::min(1.0f, aspect);
+        distance = halfHeight / std::tan(halfFov);
+    }
+    if (!std::isfinite(distance)) {
+        Logger::Instance().Waring("Bounding box is not finite!");
+        return;
+    }
+
+    // A box too small for float resolution at its position cannot be framed.
+    const glm::vec3 eye = centre - camera.GetDirection() * distance;
+    if (!IsFinite(eye) || eye == centre) {
+        Logger::Instance().Waring("Bounding box can not be framed!");
+        return;
+    }
+    camera.LookAt(eye, centre, camera.GetUp());
+    if (camera.GetProjectionType() == Camera::PROJECTION_PERSPECTIVE)
+        camera.SetClipRange(std::max(distance - radius, distance * 1e-3f), distance + radius);
+    else
+        camera.SetClipRange(distance - radius, distance + radius);
+}
+
+void CameraOperator::SetStandardView(const std::shared_ptr<Camera>& camera, EnumStandardView view,
+                                     const AxisAlignedBox& box, float factor)
+{
+    if (!camera) {
+        LogNullCamera();
+        return;
+    }
+    SetStandardView(*camera, view, box, factor);
+}
+
+void CameraOperator::SetStandardView(Camera& camera, EnumStandardView view, const AxisAlignedBox& box, float factor)
+{
+    glm::vec3 direction, up;
+    if (!GetStandardViewDirection(view, direction, up)) {
+        Logger::Instance().Waring("Standard view is invalid!");
+        return;
+    }
+    const glm::vec3 target = camera.GetTarget();
+    camera.LookAt(target - direction * camera.GetDistance(), target, up);
+    ZoomToBBox(camera, box, factor);
+}
+
+bool CameraOperator::GetStandardViewDirection(EnumStandardView view, glm::vec3& direction, glm::vec3& up)
+{
+    if (view == STANDARD_VIEW_NONE || view >= STANDARD_VIEW_COUNT)
+        return false;
+    const unsigned faces = ViewFaces[view];
+    glm::vec3 eyeOffset(0.0f);
+    if (faces & F)
+        eyeOffset.y -= 1.0f;
+    if (faces & B)
+        eyeOffset.y += 1.0f;
+    if (faces & R)
+        eyeOffset.x += 1.0f;
+    if (faces & L)
+        eyeOffset.x -= 1.0f;
+    if (faces & T)
+        eyeOffset.z += 1.0f;
+    if (faces & D)
+        eyeOffset.z -= 1.0f;
+    direction = -glm::normalize(eyeOffset);
+
+    if (faces == T) {
+        up = glm::vec3(0.0f, 1.0f, 0.0f);
+    } else if (faces == D) {
+        up = glm::vec3(0.0f, -1.0f, 0.0f);
+    } else {
+        const glm::vec3 z(0.0f, 0.0f, 1.0f);
+        up = glm::normalize(z - direction * glm::dot(z, direction));
+    }
+    return true;
+}
+
+} // namespace orvcore

@@ -1,0 +1,7 @@
+#include <orvkernel/device/GpuShaderProgram.h>
+
+namespace orvcore {
+
+GpuShaderProgram::~GpuShaderProgram() = default;
+
+} // namespace orvcore

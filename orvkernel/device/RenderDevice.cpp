@@ -1,0 +1,7 @@
+#include <orvkernel/device/RenderDevice.h>
+
+namespace orvcore {
+
+RenderDevice::~RenderDevice() = default;
+
+} // namespace orvcore

@@ -1,0 +1,7 @@
+#include <orvkernel/device/RenderTarget.h>
+
+namespace orvcore {
+
+RenderTarget::~RenderTarget() = default;
+
+} // namespace orvcore

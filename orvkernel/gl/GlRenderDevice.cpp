@@ -1,0 +1,461 @@
+#include <orvkernel/gl/GlRenderDevice.h>
+
+#include <orvcommon/Logger.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/device/RenderTarget.h>
+#include <orvkernel/gl/GlShaderProgram.h>
+#include <orvkernel/texture/ImageTextureCube.h>
+
+#include <algorithm>
+#include <cstring>
+#include <vector>
+
+#include <epoxy/gl.h>
+
+#define STB_IMAGE_WRITE_IMPLEMENTATION
+#include <stb/stb_image_write.h>
+
+// The device's construction, render targets, clearing, textures, clean-up
+// and read-back. Programs and materials are in GlRenderDeviceMaterials.cpp,
+// geometry and draws in GlRenderDeviceGeometry.cpp.
+
+namespace orvcore {
+
+namespace {
+
+constexpr unsigned int kColorAttachment = 0x8CE0;
+constexpr unsigned int kDepthAttachment = 0x8D00;
+
+} // namespace
+
+GlRenderDevice::GlRenderDevice(unsigned int defaultFramebuffer, unsigned int width, unsigned int height)
+    : m_DefaultFramebuffer(defaultFramebuffer), m_Width(std::max(width, 1u)), m_Height(std::max(height, 1u))
+{
+    // Fixed state of every draw: nearer-or-equal depth (so that a pass may
+    // draw the same geometry again, and the background at the far plane
+    // survives a cleared depth buffer), point sizes from the shaders, tight
+    // pixel rows.
+    glDepthFunc(GL_LEQUAL);
+    glEnable(GL_PROGRAM_POINT_SIZE);
+    glPixelStorei(GL_PACK_ALIGNMENT, 1);
+    glPixelStorei(GL_UNPACK_ALIGNMENT, 1);
+    // Values of the attributes a geometry lacks: white vertex colours, a
+    // normal facing +Z, no uv, no line distance.
+    glVertexAttrib3f(ATTRIBUTE_NORMAL, 0.0f, 0.0f, 1.0f);
+    glVertexAttrib2f(ATTRIBUTE_UV, 0.0f, 0.0f);
+    glVertexAttrib4f(ATTRIBUTE_COLOR, 1.0f, 1.0f, 1.0f, 1.0f);
+    glVertexAttrib1f(ATTRIBUTE_LINE_DISTANCE, 0.0f);
+    CreateHelpers();
+    BindCurrentFramebuffer();
+}
+
+GlRenderDevice::~GlRenderDevice()
+{
+    m_Programs.clear();
+    m_RawPrograms.clear();
+    for (auto& entry : m_Geometries)
+        FreeGeometry(entry.second);
+    for (auto& entry : m_Textures)
+        glDeleteTextures(1, &entry.second.texture);
+    for (auto& entry : m_TargetObjects)
+        FreeTarget(entry.second);
+    const GLuint arrays[] = {m_PointArray, m_QuadArray};
+    glDeleteVertexArrays(2, arrays);
+    const GLuint buffers[] = {m_PointBuffer, m_QuadBuffer};
+    glDeleteBuffers(2, buffers);
+    const GLuint textures[] = {m_WhiteTexture, m_BlackCube};
+    glDeleteTextures(2, textures);
+    glUseProgram(0);
+    glBindVertexArray(0);
+}
+
+void GlRenderDevice::CreateHelpers()
+{
+    glGenVertexArrays(1, &m_PointArray);
+    glGenBuffers(1, &m_PointBuffer);
+    m_State.BindVertexArray(m_PointArray);
+    m_State.BindArrayBuffer(m_PointBuffer);
+    glBufferData(GL_ARRAY_BUFFER, sizeof(float) * 3, nullptr, GL_DYNAMIC_DRAW);
+    glVertexAttribPointer(ATTRIBUTE_POSITION, 3, GL_FLOAT, GL_FALSE, 0, nullptr);
+    glEnableVertexAttribArray(ATTRIBUTE_POSITION);
+
+    // The screen quad: four corners in normalised device coordinates with
+    // their uv, drawn as a strip.
+    const float quad[] = {-1.0f, -1.0f, 0.0f, 0.0f, 0.0f, 1.0f, -1.0f, 0.0f, 1.0f, 0.0f,
+                          -1.0f, 1.0f,  0.0f, 0.0f, 1.0f, 1.0f, 1.0f,  0.0f, 1.0f, 1.0f};
+    glGenVertexArrays(1, &m_QuadArray);
+    glGenBuffers(1, &m_QuadBuffer);
+    m_State.BindVertexArray(m_QuadArray);
+    m_State.BindArrayBuffer(m_QuadBuffer);
+    glBufferData(GL_ARRAY_BUFFER, sizeof(quad), quad, GL_STATIC_DRAW);
+    const GLsizei stride = sizeof(float) * 5;
+    glVertexAttribPointer(ATTRIBUTE_POSITION, 3, GL_FLOAT, GL_FALSE, stride, nullptr);
+    glEnableVertexAttribArray(ATTRIBUTE_POSITION);
+    glVertexAttribPointer(ATTRIBUTE_UV, 2, GL_FLOAT, GL_FALSE, stride, reinterpret_cast<const void*>(sizeof(float) * 3));
+    glEnableVertexAttribArray(ATTRIBUTE_UV);
+    m_State.BindVertexArray(0);
+
+    // What an unfilled sampler reads: white for images (a plain tint), black
+    // for environment maps.
+    const uint8_t white[4] = {255, 255, 255, 255};
+    glGenTextures(1, &m_WhiteTexture);
+    m_State.BindTexture(0, GL_TEXTURE_2D, m_WhiteTexture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, white);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    const uint8_t black[4] = {0, 0, 0, 255};
+    glGenTextures(1, &m_BlackCube);
+    m_State.BindTexture(0, GL_TEXTURE_CUBE_MAP, m_BlackCube);
+    for (GLenum face = 0; face < 6; ++face)
+        glTexImage2D(GL_TEXTURE_CUBE_MAP_POSITIVE_X + face, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, black);
+    glTexParameteri(GL_TEXTURE_CUBE_MAP, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_CUBE_MAP, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+}
+
+void GlRenderDevice::WarnOnce(uint32_t objectId, const std::string& text)
+{
+    if (m_Warnings.insert(std::to_string(objectId) + "|" + text).second)
+        Logger::Instance().Waring(text);
+}
+
+// --- size, targets, clearing ---
+
+void GlRenderDevice::Resize(unsigned int width, unsigned int height)
+{
+    m_Width = std::max(width, 1u);
+    m_Height = std::max(height, 1u);
+    if (!m_Target)
+        BindCurrentFramebuffer();
+}
+
+void GlRenderDevice::SetDefaultFramebuffer(unsigned int framebuffer)
+{
+    m_DefaultFramebuffer = framebuffer;
+    if (!m_Target)
+        BindCurrentFramebuffer();
+}
+
+void GlRenderDevice::BindCurrentFramebuffer()
+{
+    if (m_Target) {
+        if (TargetEntry* entry = SyncTarget(m_Target)) {
+            m_State.BindFramebuffer(entry->framebuffer);
+            m_State.Viewport(0, 0, GLsizei(entry->width), GLsizei(entry->height));
+            return;
+        }
+    }
+    m_State.BindFramebuffer(m_DefaultFramebuffer);
+    m_State.Viewport(0, 0, GLsizei(m_Width), GLsizei(m_Height));
+}
+
+void GlRenderDevice::SetTarget(const std::shared_ptr<RenderTarget>& target, const std::shared_ptr<Camera>& camera)
+{
+    m_PreviousTarget = m_Target;
+    m_Target = target;
+    if (camera)
+        m_Camera = camera;
+    BindCurrentFramebuffer();
+}
+
+void GlRenderDevice::AddTarget(const std::string& name, const std::shared_ptr<RenderTarget>& target)
+{
+    if (name.empty() || !target) {
+        Logger::Instance().Waring("Render target is invalid!");
+        return;
+    }
+    m_Targets[name] = target;
+}
+
+std::shared_ptr<RenderTarget> GlRenderDevice::FindTarget(const std::string& name) const
+{
+    const auto it = m_Targets.find(name);
+    return it == m_Targets.end() ? nullptr : it->second;
+}
+
+GlRenderDevice::TargetEntry* GlRenderDevice::SyncTarget(const std::shared_ptr<RenderTarget>& target)
+{
+    TargetEntry& entry = m_TargetObjects[target->GetObjectId()];
+    entry.lastUse = m_GcEpoch;
+    if (!entry.hasOwner) {
+        // A pointer that owns nothing (a borrowed target) cannot be watched:
+        // watch the named target of the same object when there is one.
+        std::shared_ptr<RenderTarget> owner = target;
+        if (owner.use_count() == 0) {
+            owner.reset();
+            for (const auto& named : m_Targets)
+                if (named.second.get() == target.get())
+                    owner = named.second;
+        }
+        if (owner) {
+            entry.owner = owner;
+            entry.hasOwner = true;
+        }
+    }
+    const unsigned int width = std::max(target->GetWidth(), 1u);
+    const unsigned int height = std::max(target->GetHeight(), 1u);
+    if (entry.framebuffer != 0 && entry.width == width && entry.height == height)
+        return entry.complete ? &entry : nullptr;
+
+    GLint maxSize = 0;
+    glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
+    if (width > unsigned(maxSize) || height > unsigned(maxSize)) {
+        WarnOnce(target->GetObjectId(), "Render target size is invalid!");
+        entry.complete = false;
+        return nullptr;
+    }
+    if (entry.framebuffer == 0) {
+        glGenFramebuffers(1, &entry.framebuffer);
+        glGenTextures(1, &entry.colorTexture);
+        glGenTextures(1, &entry.depthTexture);
+    }
+    entry.width = width;
+    entry.height = height;
+    // Storage through unit 0's binding; the cache records it.
+    m_State.BindTexture(0, GL_TEXTURE_2D, entry.colorTexture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, GLsizei(width), GLsizei(height), 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    m_State.BindTexture(0, GL_TEXTURE_2D, entry.depthTexture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_DEPTH24_STENCIL8, GLsizei(width), GLsizei(height), 0, GL_DEPTH_STENCIL,
+                 GL_UNSIGNED_INT_24_8, nullptr);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+
+    const unsigned int previous = m_State.GetFramebuffer();
+    m_State.BindFramebuffer(entry.framebuffer);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, entry.colorTexture, 0);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_TEXTURE_2D, entry.depthTexture, 0);
+    entry.complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    if (entry.complete) {
+        // New storage is undefined: start transparent black at the far plane.
+        const GLfloat clear[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+        m_State.SetColorMask(true);
+        m_State.SetDepthMask(true);
+        glClearBufferfv(GL_COLOR, 0, clear);
+        glClearBufferfi(GL_DEPTH_STENCIL, 0, 1.0f, 0);
+    }
+    if (previous != 0xffffffffu)
+        m_State.BindFramebuffer(previous);
+    if (!entry.complete) {
+        WarnOnce(target->GetObjectId(), "Render target is incomplete!");
+        return nullptr;
+    }
+    return &entry;
+}
+
+void GlRenderDevice::FreeTarget(TargetEntry& entry)
+{
+    if (entry.framebuffer) {
+        m_State.ForgetFramebuffer(entry.framebuffer);
+        glDeleteFramebuffers(1, &entry.framebuffer);
+    }
+    const GLuint textures[] = {entry.colorTexture, entry.depthTexture};
+    for (GLuint texture : textures) {
+        if (texture) {
+            m_State.ForgetTexture(texture);
+            glDeleteTextures(1, &texture);
+        }
+    }
+    entry.framebuffer = entry.colorTexture = entry.depthTexture = 0;
+}
+
+void GlRenderDevice::SetClearColor(const glm::vec4& color) { m_State.SetClearColor(color.r, color.g, color.b, color.a); }
+
+void GlRenderDevice::ClearBuffers(uint32_t bits)
+{
+    bits &= CLEAR_COLOR | CLEAR_DEPTH | CLEAR_STENCIL;
+    if (bits == 0)
+        return;
+    BindCurrentFramebuffer();
+    // Clearing obeys the write masks: open those of the buffers cleared (the
+    // next material activation sets its own again).
+    if (bits & CLEAR_COLOR)
+        m_State.SetColorMask(true);
+    if (bits & CLEAR_DEPTH)
+        m_State.SetDepthMask(true);
+    glClear(bits);
+}
+
+void GlRenderDevice::SetDepthTest(bool on) { m_State.SetDepthTest(on); }
+
+void GlRenderDevice::SetPolygonOffset(bool on, float factor, float units)
+{
+    m_State.SetPolygonOffset(on, factor, units);
+}
+
+// --- textures ---
+
+unsigned int GlRenderDevice::SyncTexture(const std::shared_ptr<Texture>& texture, uint32_t unit)
+{
+    const ImageTexture2D* image = dynamic_cast<const ImageTexture2D*>(texture.get());
+    const ImageTextureCube* cube = dynamic_cast<const ImageTextureCube*>(texture.get());
+    if (!image && !cube)
+        return 0;
+    TextureEntry& entry = m_Textures[texture->GetObjectId()];
+    if (entry.texture != 0 && entry.version == texture->GetVersion())
+        return entry.texture;
+    if (entry.texture == 0) {
+        entry.owner = texture;
+        glGenTextures(1, &entry.texture);
+    }
+    entry.version = texture->GetVersion();
+    const GLenum target = image ? GL_TEXTURE_2D : GL_TEXTURE_CUBE_MAP;
+    m_State.BindTexture(unit, target, entry.texture);
+    const uint8_t clear[4] = {0, 0, 0, 0};
+    if (image && image->IsEmpty()) {
+        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, clear);
+    } else if (image) {
+        // Image rows run from the top; GL rows from the bottom (uv v = 0).
+        const unsigned int width = image->GetWidth();
+        const unsigned int height = image->GetHeight();
+        const std::size_t rowBytes = std::size_t(width) * 4;
+        const std::vector<uint8_t>& pixels = image->GetPixels();
+        std::vector<uint8_t> flipped(pixels.size());
+        for (unsigned int row = 0; row < height; ++row)
+            std::memcpy(&flipped[std::size_t(height - 1 - row) * rowBytes], &pixels[std::size_t(row) * rowBytes],
+                        rowBytes);
+        glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, GLsizei(width), GLsizei(height), 0, GL_RGBA, GL_UNSIGNED_BYTE,
+                     flipped.data());
+    } else {
+        // Cube faces keep their rows from the top: that is how cube-map
+        // faces are laid out (t grows downwards on every face).
+        const unsigned int size = cube->IsEmpty() ? 0 : cube->GetWidth();
+        for (unsigned int face = 0; face < 6; ++face) {
+            const std::vector<uint8_t>& pixels = cube->GetFace(face);
+            const bool whole = size != 0 && pixels.size() == std::size_t(size) * size * 4;
+            glTexImage2D(GL_TEXTURE_CUBE_MAP_POSITIVE_X + face, 0, GL_RGBA8, whole ? GLsizei(size) : 1,
+                         whole ? GLsizei(size) : 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, whole ? pixels.data() : clear);
+        }
+    }
+    glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+    glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    if (cube)
+        glTexParameteri(target, GL_TEXTURE_WRAP_R, GL_CLAMP_TO_EDGE);
+    ++m_TextureUploadCount;
+    return entry.texture;
+}
+
+void GlRenderDevice::ActiveTexture(uint32_t unit, const std::shared_ptr<Texture>& texture)
+{
+    if (unit >= GlStateCache::kTextureUnits) {
+        Logger::Instance().Waring("Texture unit is out of range!");
+        return;
+    }
+    if (!texture) {
+        m_State.BindTexture(unit, GL_TEXTURE_2D, 0);
+        return;
+    }
+    const unsigned int name = SyncTexture(texture, unit);
+    if (name == 0) {
+        WarnOnce(texture->GetObjectId(), "Texture type is not supported!");
+        return;
+    }
+    m_State.BindTexture(unit, texture->GetTextureType() == TEXTURE_CUBE_MAP ? GL_TEXTURE_CUBE_MAP : GL_TEXTURE_2D,
+                        name);
+}
+
+void GlRenderDevice::ActiveTexture(uint32_t unit, const std::shared_ptr<RenderTarget>& target, uint32_t attachment)
+{
+    if (unit >= GlStateCache::kTextureUnits) {
+        Logger::Instance().Waring("Texture unit is out of range!");
+        return;
+    }
+    if (!target) {
+        Logger::Instance().Waring("Render target is null!");
+        return;
+    }
+    if (attachment != kColorAttachment && attachment != kDepthAttachment) {
+        Logger::Instance().Waring("Render target attachment is not supported!");
+        return;
+    }
+    TargetEntry* entry = SyncTarget(target);
+    if (!entry)
+        return;
+    m_State.BindTexture(unit, GL_TEXTURE_2D, attachment == kColorAttachment ? entry->colorTexture : entry->depthTexture);
+}
+
+// --- clean-up and read-back ---
+
+void GlRenderDevice::Gc()
+{
+    for (auto it = m_Geometries.begin(); it != m_Geometries.end();) {
+        GeometryEntry& entry = it->second;
+        const bool alive = entry.hasOwner ? !entry.owner.expired() : entry.lastUse == m_GcEpoch;
+        if (alive) {
+            ++it;
+            continue;
+        }
+        FreeGeometry(entry);
+        it = m_Geometries.erase(it);
+    }
+    for (auto it = m_Textures.begin(); it != m_Textures.end();) {
+        if (!it->second.owner.expired()) {
+            ++it;
+            continue;
+        }
+        m_State.ForgetTexture(it->second.texture);
+        glDeleteTextures(1, &it->second.texture);
+        it = m_Textures.erase(it);
+    }
+    for (auto it = m_TargetObjects.begin(); it != m_TargetObjects.end();) {
+        const TargetEntry& entry = it->second;
+        if (entry.hasOwner ? !entry.owner.expired() : entry.lastUse == m_GcEpoch) {
+            ++it;
+            continue;
+        }
+        FreeTarget(it->second);
+        it = m_TargetObjects.erase(it);
+    }
+    // The once-only warnings stay bounded; a problem that persists is
+    // reported again after this.
+    if (m_Warnings.size() > 4096)
+        m_Warnings.clear();
+    ++m_GcEpoch;
+}
+
+std::shared_ptr<ImageTexture2D> GlRenderDevice::ReadPixels()
+{
+    BindCurrentFramebuffer();
+    unsigned int width = m_Width;
+    unsigned int height = m_Height;
+    if (m_Target && m_TargetObjects.count(m_Target->GetObjectId()) &&
+        m_TargetObjects[m_Target->GetObjectId()].complete) {
+        width = m_TargetObjects[m_Target->GetObjectId()].width;
+        height = m_TargetObjects[m_Target->GetObjectId()].height;
+    }
+    std::vector<uint8_t> pixels(std::size_t(width) * height * 4);
+    glReadPixels(0, 0, GLsizei(width), GLsizei(height), GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+    // GL rows run from the bottom.
+    const std::size_t rowBytes = std::size_t(width) * 4;
+    std::vector<uint8_t> row(rowBytes);
+    for (unsigned int y = 0; y < height / 2; ++y) {
+        uint8_t* top = &pixels[std::size_t(y) * rowBytes];
+        uint8_t* bottom = &pixels[std::size_t(height - 1 - y) * rowBytes];
+        std::memcpy(row.data(), top, rowBytes);
+        std::memcpy(top, bottom, rowBytes);
+        std::memcpy(bottom, row.data(), rowBytes);
+    }
+    return std::make_shared<ImageTexture2D>(width, height, pixels.data());
+}
+
+bool GlRenderDevice::SavePng(const std::string& path, unsigned int width, unsigned int height, const uint8_t* rgba)
+{
+    if (path.empty() || !rgba || width == 0 || height == 0 || width > ImageTexture2D::kMaxSize ||
+        height > ImageTexture2D::kMaxSize) {
+        Logger::Instance().Waring("Image to save is invalid!");
+        return false;
+    }
+    if (stbi_write_png(path.c_str(), int(width), int(height), 4, rgba, int(width * 4)) == 0) {
+        Logger::Instance().Waring("Image file cannot be written: " + path + "!");
+        return false;
+    }
+    return true;
+}
+
+} // namespace orvcore

@@ -1,0 +1,249 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+
+#include <glm/mat4x4.hpp>
+
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/gl/GlStateCache.h>
+#include <orvkernel/texture/ImageTexture2D.h>
+
+namespace orvcore {
+
+class GlShaderProgram;
+class RawShader;
+
+/// The render device on the OpenGL 3.3 core context current on the calling
+/// thread (an `EglContext`, or a window's context).
+///
+/// - Programs: one `GlShaderProgram` per material template, built from the
+///   GLSL files compiled into the library ("basic", "phong", "points",
+///   "dashed", "font", "background", "cube", "depth", "ext/dark_depth",
+///   "ext/HorizontalBlur", "ext/VerticalBlur"); line primitives of the
+///   templates that draw lines go through a geometry shader that gives them
+///   their real width in pixels. A `RawShader` is drawn with a program of
+///   its own sources (GLSL 3.30 core unless they start with a version line;
+///   `#include "vertex_common.glsl"` and the other library files may be
+///   used in them), shared by raw shaders of the same sources.
+/// - Uniforms set per draw: "projectionMatrix", "viewMatrix",
+///   "modelMatrix", "modelViewMatrix", "normalMatrix" (view space),
+///   "viewportSize" (pixels of the current target). Activation sets the
+///   material's own ("color", "opacity", "state", "pointSize", "lineWidth",
+///   ...) and an identity model; `Draw(geometry, ...)` keeps the model
+///   uniforms as they are, so a caller may set its own after activating.
+/// - Geometry: a vertex array and buffers per geometry, made on first draw
+///   and re-uploaded only for attributes (or the index) whose object or
+///   version changed; `GetUploadCount` counts those uploads.
+/// - Textures (`ImageTexture2D`, `ImageTextureCube`) are uploaded when their version moved;
+///   render targets get a framebuffer with an RGBA8 colour texture and a
+///   depth/stencil texture on first use.
+/// - `Gc` frees the GPU objects of geometries, textures and targets whose
+///   CPU objects are gone: those seen through a shared pointer are watched
+///   weakly; a geometry only ever drawn by raw pointer is freed when it was
+///   not drawn since the previous `Gc` (it is uploaded again when drawn
+///   again: ids are never reused, so a stale entry cannot be mistaken for a
+///   new geometry).
+///
+/// Bad input (a geometry without positions, an index past the vertex count,
+/// a material without a usable program, a texture under a sampler the
+/// program lacks) logs one warning per object and problem and skips the
+/// draw, leaving no GL error behind. Destroy the device while its context is
+/// current.
+class GlRenderDevice : public RenderDevice {
+public:
+    /// Draws into `defaultFramebuffer` (0: the window's own) of the given
+    /// size when no target is set.
+    GlRenderDevice(unsigned int defaultFramebuffer, unsigned int width, unsigned int height);
+    ~GlRenderDevice() override;
+    GlRenderDevice(const GlRenderDevice&) = delete;
+    GlRenderDevice& operator=(const GlRenderDevice&) = delete;
+
+    // --- RenderDevice ---
+
+    unsigned int GetWidth() const override { return m_Width; }
+    unsigned int GetHeight() const override { return m_Height; }
+    /// New size of the default framebuffer (the caller resizes the buffer).
+    void Resize(unsigned int width, unsigned int height) override;
+
+    void SetCamera(const std::shared_ptr<Camera>& camera) override { m_Camera = camera; }
+    const std::shared_ptr<Camera>& GetCamera() const override { return m_Camera; }
+
+    /// Binds the target's framebuffer (or the default one) and its viewport;
+    /// a non-empty camera becomes the current camera.
+    void SetTarget(const std::shared_ptr<RenderTarget>& target, const std::shared_ptr<Camera>& camera) override;
+    const std::shared_ptr<RenderTarget>& GetTarget() const override { return m_Target; }
+    const std::shared_ptr<RenderTarget>& GetPreviousTarget() const override { return m_PreviousTarget; }
+    void AddTarget(const std::string& name, const std::shared_ptr<RenderTarget>& target) override;
+    std::shared_ptr<RenderTarget> FindTarget(const std::string& name) const override;
+
+    void SetClearColor(const glm::vec4& color) override;
+    void ClearBuffers(uint32_t bits) override;
+    void SetDepthTest(bool on) override;
+    void SetPolygonOffset(bool on, float factor, float units) override;
+
+    GpuShaderProgram* ActiveMaterial(const std::shared_ptr<MaterialInstance>& material) override;
+    GpuShaderProgram* _ActiveMaterial(MaterialInstance* material) override;
+    GpuShaderProgram* ActiveShader(MaterialInstance* material) override;
+    void ActiveTexture(uint32_t unit, const std::shared_ptr<Texture>& texture) override;
+    void ActiveTexture(uint32_t unit, const std::shared_ptr<RenderTarget>& target, uint32_t attachment) override;
+
+    void Draw(PrimitiveShape* primitive, const glm::mat4& transform) override;
+    void Draw(BufferGeometry* geometry, uint32_t start, uint32_t count) override;
+    void DrawPoint(const glm::vec3& position) override;
+    void DrawScreenQuad() override;
+
+    /// Builds the template's program now (it is otherwise built on first
+    /// use); a template without shaders logs "Shader program is not
+    /// available: <name>!".
+    void BuildTemplate(const std::shared_ptr<MaterialTemplate>& materialTemplate) override;
+    void Gc() override;
+
+    // --- OpenGL specifics ---
+
+    unsigned int GetDefaultFramebuffer() const { return m_DefaultFramebuffer; }
+    void SetDefaultFramebuffer(unsigned int framebuffer);
+
+    /// The program of a template (built on first call); null when the
+    /// template has no shaders or they failed to build.
+    GlShaderProgram* GetProgram(const std::string& templateName);
+
+    /// The pixels of the current target (the default framebuffer without
+    /// one), RGBA8 with rows from the top.
+    std::shared_ptr<ImageTexture2D> ReadPixels();
+    /// Writes RGBA8 pixels (rows from the top) to a PNG file; false with a
+    /// warning on bad arguments or a failed write.
+    static bool SavePng(const std::string& path, unsigned int width, unsigned int height, const uint8_t* rgba);
+
+    /// Vertex and index buffer uploads so far (an unchanged scene adds none).
+    uint64_t GetUploadCount() const { return m_UploadCount; }
+    /// Texture image uploads so far.
+    uint64_t GetTextureUploadCount() const { return m_TextureUploadCount; }
+    /// GL draw calls issued so far.
+    uint64_t GetDrawCount() const { return m_DrawCount; }
+    /// Geometries, textures and targets holding GPU objects.
+    std::size_t GetGeometryCount() const { return m_Geometries.size(); }
+    std::size_t GetTextureCount() const { return m_Textures.size(); }
+    std::size_t GetTargetObjectCount() const { return m_TargetObjects.size(); }
+    /// The GL state as the device last set it.
+    GlStateCache& GetStateCache() { return m_State; }
+
+private:
+    struct AttributeBuffer {
+        unsigned int buffer = 0;
+        std::weak_ptr<BufferAttribute> source;
+        uint32_t version = 0;
+        std::size_t byteSize = 0;
+        std::size_t count = 0;
+    };
+    struct GeometryEntry {
+        std::weak_ptr<BufferGeometry> owner;
+        bool hasOwner = false;
+        unsigned int vertexArray = 0;
+        std::array<AttributeBuffer, ATTRIBUTE_SLOT_COUNT> attributes;
+        unsigned int indexBuffer = 0;
+        std::weak_ptr<ElementAttribute> indexSource;
+        uint32_t indexVersion = 0;
+        std::size_t indexByteSize = 0;
+        uint32_t maxIndex = 0;
+        uint64_t lastUse = 0;
+    };
+    struct TextureEntry {
+        std::weak_ptr<Texture> owner;
+        unsigned int texture = 0;
+        uint32_t version = 0;
+    };
+    struct TargetEntry {
+        std::weak_ptr<RenderTarget> owner;
+        bool hasOwner = false;
+        uint64_t lastUse = 0;
+        unsigned int framebuffer = 0;
+        unsigned int colorTexture = 0;
+        unsigned int depthTexture = 0;
+        unsigned int width = 0;
+        unsigned int height = 0;
+        bool complete = false;
+    };
+
+    /// Logs a warning once per object id and text.
+    void WarnOnce(uint32_t objectId, const std::string& text);
+    GpuShaderProgram* Activate(MaterialInstance* material, bool withState);
+    void ApplyMaterialState(const MaterialInstance& material);
+    bool BindMaterialTextures(const MaterialInstance& material, GlShaderProgram& program);
+    void ApplyMaterialUniforms(const MaterialInstance& material, GlShaderProgram& program);
+
+    /// Draws elements of a geometry with the current program.
+    /// A null model keeps the model uniforms as they are (identity from the
+    /// activation, or what the caller set on the program since).
+    void DrawGeometry(BufferGeometry& geometry, const std::shared_ptr<BufferGeometry>& owner, uint32_t start,
+                      uint32_t count, const glm::mat4* model);
+    /// Brings a geometry's buffers up to date; false (warned) when it cannot
+    /// be drawn.
+    bool SyncGeometry(BufferGeometry& geometry, GeometryEntry& entry);
+    bool SyncAttribute(uint32_t slot, const std::shared_ptr<BufferAttribute>& attribute, AttributeBuffer& buffer,
+                       uint32_t geometryId);
+    void FreeGeometry(GeometryEntry& entry);
+    /// Whether the current program can draw; warns once when none is active.
+    bool CanDraw();
+    /// Sets the per-draw camera uniforms and installs the program variant.
+    void PrepareDraw(uint32_t primitiveType, const glm::mat4* model, bool hasLineDistance);
+    /// Model, model-view and normal matrices for a model matrix under the
+    /// current camera.
+    void SetModelUniforms(GlShaderProgram& program, const glm::mat4& model);
+    GlShaderProgram* GetRawProgram(const RawShader& shader);
+
+    /// The GL texture of a texture (uploaded when new or changed); 0 when it
+    /// cannot be used.
+    unsigned int SyncTexture(const std::shared_ptr<Texture>& texture, uint32_t unit);
+    TargetEntry* SyncTarget(const std::shared_ptr<RenderTarget>& target);
+    void FreeTarget(TargetEntry& entry);
+    void BindCurrentFramebuffer();
+    void CreateHelpers();
+
+    GlStateCache m_State;
+    unsigned int m_DefaultFramebuffer;
+    unsigned int m_Width;
+    unsigned int m_Height;
+    std::shared_ptr<Camera> m_Camera;
+    std::shared_ptr<RenderTarget> m_Target;
+    std::shared_ptr<RenderTarget> m_PreviousTarget;
+    std::map<std::string, std::shared_ptr<RenderTarget>> m_Targets;
+
+    std::map<std::string, std::unique_ptr<GlShaderProgram>> m_Programs;
+    /// Programs of raw shaders by their sources.
+    std::unordered_map<std::string, std::unique_ptr<GlShaderProgram>> m_RawPrograms;
+    std::unordered_map<uint32_t, GeometryEntry> m_Geometries;
+    std::unordered_map<uint32_t, TextureEntry> m_Textures;
+    std::unordered_map<uint32_t, TargetEntry> m_TargetObjects;
+    std::unordered_set<std::string> m_Warnings;
+    uint64_t m_GcEpoch = 1;
+
+    // The current material and what its activation set.
+    GlShaderProgram* m_Program = nullptr;
+    uint32_t m_MaterialId = 0;
+    uint32_t m_MaterialVersion = 0;
+    const MaterialInstance* m_Material = nullptr;
+    bool m_ActivationFailed = false;
+    unsigned int m_MaterialCull = 0;
+
+    // Helpers of DrawPoint and DrawScreenQuad, and the textures bound to
+    // samplers that a material leaves empty.
+    unsigned int m_PointArray = 0;
+    unsigned int m_PointBuffer = 0;
+    unsigned int m_QuadArray = 0;
+    unsigned int m_QuadBuffer = 0;
+    unsigned int m_WhiteTexture = 0;
+    unsigned int m_BlackCube = 0;
+
+    uint64_t m_UploadCount = 0;
+    uint64_t m_TextureUploadCount = 0;
+    uint64_t m_DrawCount = 0;
+};
+
+} // namespace orvcore

@@ -1,0 +1,99 @@
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <unordered_map>
+#include <unordered_set>
+#include <vector>
+
+#include <orvkernel/device/GpuShaderProgram.h>
+
+namespace orvcore {
+
+class GlStateCache;
+
+/// The program of one material template on an OpenGL context, in up to two
+/// linked variants sharing the vertex and fragment shaders: one for points
+/// and triangles, one for line primitives (with the geometry shader that
+/// widens lines).
+///
+/// `SetUniform` only records the value: each variant uploads the uniforms
+/// whose value moved when it is next used for a draw (`Use`), so values set
+/// between draws (materials, lights, camera) reach whichever variant draws,
+/// and setting a value a variant already has costs no GL call.
+class GlShaderProgram : public GpuShaderProgram {
+public:
+    enum EnumVariant : uint32_t { VARIANT_SURFACE = 0, VARIANT_LINES = 1, VARIANT_COUNT = 2 };
+
+    GlShaderProgram(std::string templateName, GlStateCache& state);
+    ~GlShaderProgram() override;
+    GlShaderProgram(const GlShaderProgram&) = delete;
+    GlShaderProgram& operator=(const GlShaderProgram&) = delete;
+
+    const std::string& GetTemplateName() const { return m_TemplateName; }
+
+    /// Compiles and links a variant from GLSL sources (without the version
+    /// line; an empty geometry source means none). Failures log the compiler
+    /// or linker output and leave the variant unavailable; returns whether it
+    /// linked. A variant is built once: later calls return the first result.
+    bool Build(EnumVariant variant, const std::string& vertex, const std::string& geometry,
+               const std::string& fragment);
+    /// Whether building a variant was attempted, and whether it succeeded.
+    bool IsBuilt(EnumVariant variant) const { return m_Variants[variant].attempted; }
+    bool IsAvailable(EnumVariant variant) const { return m_Variants[variant].program != 0; }
+    /// The GL name of a variant's program (0 when unavailable).
+    unsigned int GetProgramName(EnumVariant variant) const { return m_Variants[variant].program; }
+
+    void SetUniform(const std::string& name, const UniformValue& value) override;
+    bool HasUniform(const std::string& name) const override;
+
+    /// Installs a variant's program (through the state cache) and uploads
+    /// the uniforms whose recorded value differs from what it holds.
+    void Use(EnumVariant variant);
+
+    /// The texture unit a sampler uniform reads and its GL sampler type;
+    /// false when the program declares no sampler of that name.
+    bool FindSampler(const std::string& name, uint32_t& unit, unsigned int& samplerType) const;
+    /// Every sampler uniform: name -> GL sampler type.
+    const std::unordered_map<std::string, unsigned int>& GetSamplers() const { return m_Samplers; }
+
+    /// Number of glUniform calls made so far (for tests of the cache).
+    uint64_t GetUniformUploadCount() const { return m_UniformUploads; }
+
+private:
+    struct Slot {
+        int location = -1;
+        unsigned int type = 0;   ///< GL type of the uniform
+        UniformValue value;      ///< the value the program holds
+        bool set = false;        ///< whether `value` was uploaded
+        bool dirty = false;      ///< queued in `dirty`
+        UniformValue pending;    ///< the value to upload
+    };
+    struct Variant {
+        unsigned int program = 0;
+        bool attempted = false;
+        std::vector<Slot> slots;
+        std::unordered_map<std::string, std::size_t> byName;
+        std::vector<std::size_t> dirty;
+    };
+
+    /// Records a value for one variant; false when its type does not fit.
+    bool Record(Variant& variant, const std::string& name, const UniformValue& value);
+    void Upload(const Slot& slot);
+    void ReadUniforms(Variant& variant);
+
+    std::string m_TemplateName;
+    GlStateCache& m_State;
+    std::array<Variant, VARIANT_COUNT> m_Variants;
+    /// Every value set, so that a variant built later starts with them.
+    std::unordered_map<std::string, UniformValue> m_Values;
+    /// Sampler name -> GL sampler type, and the unit given to it at link.
+    std::unordered_map<std::string, unsigned int> m_Samplers;
+    std::unordered_map<std::string, uint32_t> m_SamplerUnits;
+    /// Names already reported with a type mismatch (one warning each).
+    std::unordered_set<std::string> m_TypeWarnings;
+    uint64_t m_UniformUploads = 0;
+};
+
+} // namespace orvcore

@@ -1,0 +1,201 @@
+#include <orvkernel/light/LightManager.h>
+
+#include <orvcommon/Logger.h>
+#include <orvkernel/camera/Camera.h>
+#include <orvkernel/device/GpuShaderProgram.h>
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/device/RenderTarget.h>
+#include <orvkernel/material/MaterialInstance.h>
+
+#include <algorithm>
+#include <cmath>
+#include <string>
+
+#include <glm/geometric.hpp>
+#include <glm/mat3x3.hpp>
+
+namespace orvcore {
+
+namespace {
+/// Names of the per-light uniforms, made once.
+struct LightUniformNames {
+    std::string directions[LightManager::kMaxLights];
+    std::string colors[LightManager::kMaxLights];
+
+    LightUniformNames()
+    {
+        for (std::size_t i = 0; i < LightManager::kMaxLights; ++i) {
+            directions[i] = "lightDirections[" + std::to_string(i) + "]";
+            colors[i] = "lightColors[" + std::to_string(i) + "]";
+        }
+    }
+};
+
+const LightUniformNames& UniformNames()
+{
+    static const LightUniformNames names;
+    return names;
+}
+} // namespace
+
+LightManager::LightManager() = default;
+LightManager::~LightManager() = default;
+
+void LightManager::AddLight(const std::shared_ptr<DirectionalLight>& light)
+{
+    if (!light) {
+        Logger::Instance().Waring("Light is null!");
+        return;
+    }
+    if (std::find(m_Lights.begin(), m_Lights.end(), light) != m_Lights.end())
+        return;
+    m_Lights.push_back(light);
+}
+
+bool LightManager::RemoveLight(const std::shared_ptr<DirectionalLight>& light)
+{
+    const auto it = std::find(m_Lights.begin(), m_Lights.end(), light);
+    if (!light || it == m_Lights.end())
+        return false;
+    m_Lights.erase(it);
+    return true;
+}
+
+std::vector<glm::vec3> LightManager::GetWorldDirections(const Camera& camera) const
+{
+    // The view matrix maps world to view space; its rotation block is
+    // orthonormal, so the inverse is the transpose.
+    const glm::mat3 viewToWorld = glm::transpose(glm::mat3(camera.GetViewMatrix()));
+    std::vector<glm::vec3> directions;
+    directions.reserve(m_Lights.size());
+    for (const auto& light : m_Lights) {
+        const glm::vec3& direction = light->GetDirection();
+        directions.push_back(light->GetFollowCamera() ? glm::normalize(viewToWorld * direction) : direction);
+    }
+    return directions;
+}
+
+void LightManager::CreateUniformBlock(RenderDevice* device)
+{
+    if (!device) {
+        Logger::Instance().Waring("Device is null!");
+        return;
+    }
+    m_UniformBlockCreated = true;
+}
+
+void LightManager::CacheLightData(const std::vector<glm::vec3>& directions)
+{
+    const std::size_t count = std::min(m_Lights.size(), kMaxLights);
+    m_LightDirections.assign(directions.begin(), directions.begin() + std::ptrdiff_t(count));
+    m_LightColors.resize(count);
+    for (std::size_t i = 0; i < count; ++i)
+        m_LightColors[i] = m_Lights[i]->GetColor() * m_Lights[i]->GetIntensity();
+    m_LightAmbient = m_Ambient;
+    m_HasLightData = true;
+}
+
+void LightManager::UpdateUniformBlock(RenderDevice* device, const std::shared_ptr<Camera>& camera)
+{
+    if (!device) {
+        Logger::Instance().Waring("Device is null!");
+        return;
+    }
+    if (!camera) {
+        Logger::Instance().Waring("Camera is null!");
+        return;
+    }
+    CacheLightData(GetWorldDirections(*camera));
+}
+
+GpuShaderProgram* LightManager::ActiveMaterial(RenderDevice* device, MaterialInstance* material)
+{
+    if (!device) {
+        Logger::Instance().Waring("Device is null!");
+        return nullptr;
+    }
+    GpuShaderProgram* program = device->_ActiveMaterial(material);
+    if (!program || !material || !(material->GetTemplateOptions() & TEMPLATE_OPTION_LIGHTING))
+        return program;
+
+    if (!m_HasLightData) {
+        // No camera seen yet: the directions are used as they are.
+        std::vector<glm::vec3> directions;
+        directions.reserve(m_Lights.size());
+        for (const auto& light : m_Lights)
+            directions.push_back(light->GetDirection());
+        CacheLightData(directions);
+    }
+    const LightUniformNames& names = UniformNames();
+    program->SetUniform("lightCount", int(m_LightDirections.size()));
+    for (std::size_t i = 0; i < m_LightDirections.size(); ++i) {
+        program->SetUniform(names.directions[i], m_LightDirections[i]);
+        program->SetUniform(names.colors[i], m_LightColors[i]);
+    }
+    program->SetUniform("ambientLight", m_LightAmbient);
+    return program;
+}
+
+void LightManager::DrawShadow(RenderDevice* device, const std::shared_ptr<Camera>& camera,
+                              const std::shared_ptr<MaterialInstance>& depthMaterial, const ShadowCallback& draw)
+{
+    if (!device) {
+        Logger::Instance().Waring("Device is null!");
+        return;
+    }
+    if (!camera) {
+        Logger::Instance().Waring("Camera is null!");
+        return;
+    }
+    if (!depthMaterial) {
+        Logger::Instance().Waring("Material is null!");
+        return;
+    }
+    if (!draw) {
+        Logger::Instance().Waring("Shadow callback is null!");
+        return;
+    }
+
+    // Half the size of the square the light cameras cover: what an
+    // orthographic scene camera shows, twice over (the view is wider than
+    // high); for a perspective one, its distance to the target.
+    const float halfSize = camera->GetProjectionType() == Camera::PROJECTION_ORTHOGRAPHIC
+                               ? camera->GetOrthoHalfHeight() * 2.0f
+                               : camera->GetDistance();
+    const glm::vec3& target = camera->GetTarget();
+    const std::vector<glm::vec3> directions = GetWorldDirections(*camera);
+    const std::size_t count = std::min(m_Lights.size(), kMaxLights);
+    m_ShadowCameras.resize(count);
+
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!m_Lights[i]->GetCastShadow()) {
+            m_ShadowCameras[i].reset();
+            continue;
+        }
+        const std::string name = "shadow.map." + std::to_string(i);
+        std::shared_ptr<RenderTarget> shadowMap = device->FindTarget(name);
+        if (!shadowMap) {
+            shadowMap = std::make_shared<RenderTarget>(kShadowMapSize, kShadowMapSize);
+            device->AddTarget(name, shadowMap);
+        }
+
+        std::shared_ptr<Camera>& lightCamera = m_ShadowCameras[i];
+        if (!lightCamera)
+            lightCamera = Camera::CreateOrthographic(kShadowMapSize, kShadowMapSize, 1.0f, -1.0f, 1.0f);
+        // An orthographic camera shows distance * tan(fov / 2) above and below
+        // its target: place the eye so that this is the covered half size,
+        // and keep four half sizes of depth on either side of the target.
+        const float distance = halfSize / std::tan(lightCamera->GetFov() * 0.5f);
+        const glm::vec3& direction = directions[i];
+        const glm::vec3 up = std::fabs(direction.z) < 0.99f ? glm::vec3(0.0f, 0.0f, 1.0f) : glm::vec3(0.0f, 1.0f, 0.0f);
+        lightCamera->LookAt(target - direction * distance, target, up);
+        lightCamera->SetClipRange(distance - 4.0f * halfSize, distance + 4.0f * halfSize);
+
+        device->SetTarget(shadowMap, lightCamera);
+        device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
+        device->ActiveMaterial(depthMaterial);
+        draw(lightCamera);
+    }
+}
+
+} // namespace orvcore

@@ -1,0 +1,30 @@
+#include <orvkernel/texture/ImageDecoder.h>
+
+#include <orvcommon/Logger.h>
+
+// stb_image's implementation lives in this one file; its header is a
+// system header, so its own warnings stay out of the build.
+#define STB_IMAGE_IMPLEMENTATION
+#include <stb/stb_image.h>
+
+namespace orvcore {
+
+bool ImageDecoder::Decode(const std::string& path, unsigned int& width, unsigned int& height,
+                          std::vector<uint8_t>& rgba)
+{
+    int w = 0, h = 0, channels = 0;
+    stbi_uc* data = stbi_load(path.c_str(), &w, &h, &channels, 4);
+    if (!data || w <= 0 || h <= 0) {
+        if (data)
+            stbi_image_free(data);
+        Logger::Instance().Waring("Image file cannot be read: " + path + "!");
+        return false;
+    }
+    width = unsigned(w);
+    height = unsigned(h);
+    rgba.assign(data, data + std::size_t(w) * std::size_t(h) * 4u);
+    stbi_image_free(data);
+    return true;
+}
+
+} // namespace orvcore

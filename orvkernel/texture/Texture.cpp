@@ -1,0 +1,7 @@
+#include <orvkernel/texture/Texture.h>
+
+namespace orvcore {
+
+Texture::~Texture() = default;
+
+} // namespace orvcore

@@ -9,6 +9,7 @@
 #include <cmath>
 
 #include <glm/geometric.hpp>
+#include <glm/mat3x3.hpp>
 
 namespace orvcore {
 
@@ -29,10 +30,26 @@ void Ray::setDirection(const glm::vec3& direction)
 
 void Ray::applyMatrix(const glm::mat4& matrix)
 {
-    const glm::vec3 origin = Math::transformVec3(matrix, m_Origin);
-    const glm::vec3 ahead = Math::transformVec3(matrix, m_Origin + m_Direction);
-    m_Origin = origin;
-    setDirection(ahead - origin);
+    // An affine matrix moves directions by its linear part. Taking the
+    // difference of two transformed points instead would lose most of the
+    // direction's precision whenever the origin lies far from the matrix's
+    // origin (a pick ray starting a thousand units away from a part).
+    if (matrix[0][3] == 0.0f && matrix[1][3] == 0.0f && matrix[2][3] == 0.0f && matrix[3][3] == 1.0f) {
+        m_Origin = glm::vec3(matrix * glm::vec4(m_Origin, 1.0f));
+        setDirection(glm::mat3(matrix) * m_Direction);
+        return;
+    }
+    // A projective matrix bends the ray's parametrisation: the direction is
+    // that of the moved point one unit ahead, taken in double precision.
+    const glm::dmat4 m(matrix);
+    const auto apply = [&m](const glm::dvec3& p) {
+        const glm::dvec4 r = m * glm::dvec4(p, 1.0);
+        return (r.w != 1.0 && r.w != 0.0) ? glm::dvec3(r) / r.w : glm::dvec3(r);
+    };
+    const glm::dvec3 origin = apply(glm::dvec3(m_Origin));
+    const glm::dvec3 ahead = apply(glm::dvec3(m_Origin) + glm::dvec3(m_Direction));
+    m_Origin = glm::vec3(origin);
+    setDirection(glm::vec3(ahead - origin));
 }
 
 std::pair<bool, float> Ray::intersects(const Plane& plane) const

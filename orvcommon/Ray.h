@@ -27,9 +27,10 @@ public:
 
     glm::vec3 getPoint(float t) const { return m_Origin + m_Direction * t; }
 
-    /// Moves the ray by a matrix: the origin as a point, the direction as the
-    /// difference of two transformed points, normalised again. Parameters
-    /// measured on the moved ray are distances in the new space.
+    /// Moves the ray by a matrix: the origin as a point; the direction by the
+    /// matrix's linear part when it is affine, else as the difference of the
+    /// moved origin and the moved point one unit ahead; normalised again.
+    /// Parameters measured on the moved ray are distances in the new space.
     void applyMatrix(const glm::mat4& matrix);
 
     /// Ray against plane. Returns (hit, t): t is the signed parameter of the

@@ -8,11 +8,16 @@
 
 namespace orvcore {
 
+// Below a group that the frustum wholly contains, every child's world box
+// lies inside the group's, so only the null box (which the per-node test
+// culls, and which adds nothing to the group's box) still needs a look.
 bool PrepareSceneVisitor::Admit(const SceneNode& node) const
 {
     if (!node.GetVisible())
         return false;
-    return m_Inside || !node.GetCulling() || m_Context.IsVisible(node.GetWorldBBox());
+    if (!node.GetCulling())
+        return true;
+    return m_Inside ? !node.GetWorldBBox().isNull() : m_Context.IsVisible(node.GetWorldBBox());
 }
 
 void PrepareSceneVisitor::Collect(SceneNode* node)
@@ -30,7 +35,8 @@ void PrepareSceneVisitor::Visit(GroupSceneNode* node)
     if (!node->GetVisible())
         return;
     if (m_Inside || !node->GetCulling()) {
-        node->Apply(*this);
+        if (Admit(*node))
+            node->Apply(*this);
         return;
     }
     switch (m_Context.Classify(node->GetWorldBBox())) {

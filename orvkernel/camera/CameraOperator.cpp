@@ -204,6 +204,159 @@ void CameraOperator::ZoomToBBox(Camera& camera, const AxisAlignedBox& box, float
         camera.SetClipRange(distance - radius, distance + radius);
 }
 
+namespace {
+
+/// The camera's frame: right, up and forward (eye towards target), unit.
+struct ViewFrame {
+    glm::vec3 right, up, forward;
+    explicit ViewFrame(const Camera& camera)
+        : right(glm::normalize(glm::cross(camera.GetDirection(), camera.GetUp()))), up(camera.GetUp()),
+          forward(camera.GetDirection())
+    {
+    }
+    glm::vec3 Local(const glm::vec3& p) const { return {glm::dot(p, right), glm::dot(p, up), glm::dot(p, forward)}; }
+};
+
+/// Corner i of a finite box: bit 0 picks the maximum x, bit 1 y, bit 2 z.
+glm::vec3 Corner(const AxisAlignedBox& box, int i)
+{
+    const glm::vec3& lo = box.getMinimum();
+    const glm::vec3& hi = box.getMaximum();
+    return {(i & 1) ? hi.x : lo.x, (i & 2) ? hi.y : lo.y, (i & 4) ? hi.z : lo.z};
+}
+
+/// The lateral eye position (along one view axis) that centres the corners'
+/// perspective projection on that axis, for an eye at depth `eyeDepth`:
+/// the root of (largest + smallest projected offset), which falls as the
+/// eye moves, searched between the corners' extremes.
+float CentredOffset(const glm::vec3 (&corners)[8], int axis, float eyeDepth)
+{
+    float lo = std::numeric_limits<float>::max(), hi = -std::numeric_limits<float>::max();
+    for (const glm::vec3& c : corners) {
+        lo = std::min(lo, c[axis]);
+        hi = std::max(hi, c[axis]);
+    }
+    for (int iteration = 0; iteration < 48 && lo < hi; ++iteration) {
+        const float mid = 0.5f * (lo + hi);
+        float top = -std::numeric_limits<float>::max(), bottom = std::numeric_limits<float>::max();
+        for (const glm::vec3& c : corners) {
+            const float offset = (c[axis] - mid) / std::max(c.z - eyeDepth, 1e-30f);
+            top = std::max(top, offset);
+            bottom = std::min(bottom, offset);
+        }
+        (top + bottom > 0.0f ? lo : hi) = mid;
+    }
+    return 0.5f * (lo + hi);
+}
+
+/// Depths (along the view direction, from the eye) that a box spans.
+void DepthRange(const Camera& camera, const AxisAlignedBox& box, float& nearest, float& farthest)
+{
+    const glm::vec3 forward = camera.GetDirection();
+    const glm::vec3 eye = camera.GetEye();
+    nearest = std::numeric_limits<float>::max();
+    farthest = -std::numeric_limits<float>::max();
+    for (int i = 0; i < 8; ++i) {
+        const float depth = glm::dot(Corner(box, i) - eye, forward);
+        nearest = std::min(nearest, depth);
+        farthest = std::max(farthest, depth);
+    }
+}
+
+/// A clip range over [nearest, farthest] with a little room, valid for the
+/// camera's projection (a perspective near plane stays in front of the eye).
+void SetClipAround(Camera& camera, float nearest, float farthest)
+{
+    const float pad = std::max(farthest - nearest, std::fabs(farthest)) * 1e-3f + 1e-6f;
+    float nearPlane = nearest - pad;
+    const float farPlane = farthest + pad;
+    if (camera.GetProjectionType() == Camera::PROJECTION_PERSPECTIVE)
+        nearPlane = std::max(nearPlane, farPlane * 1e-4f);
+    camera.SetClipRange(nearPlane, farPlane);
+}
+
+} // namespace
+
+void CameraOperator::FitToBox(const std::shared_ptr<Camera>& camera, const AxisAlignedBox& box, float margin)
+{
+    if (!camera) {
+        LogNullCamera();
+        return;
+    }
+    FitToBox(*camera, box, margin);
+}
+
+void CameraOperator::FitToBox(Camera& camera, const AxisAlignedBox& box, float margin)
+{
+    if (!box.isFinite() || !IsFinite(box.getMinimum()) || !IsFinite(box.getMaximum())) {
+        Logger::Instance().Waring("Bounding box is not finite!");
+        return;
+    }
+    if (!std::isfinite(margin))
+        margin = 0.0f;
+    const float fill = 1.0f - 2.0f * std::clamp(margin, 0.0f, 0.45f);
+    // Tangents of the half angles that the box may fill, zoom included.
+    const float tanY = std::tan(camera.GetFov() * 0.5f) / camera.GetZoomFactor() * fill;
+    const float tanX = tanY * camera.GetAspect();
+    const ViewFrame frame(camera);
+
+    glm::vec3 lo(std::numeric_limits<float>::max()), hi(-std::numeric_limits<float>::max());
+    // For the perspective fit: the tightest eye position against each pair
+    // of opposite side planes of the view pyramid.
+    float minusX = -std::numeric_limits<float>::max(), plusX = std::numeric_limits<float>::max();
+    float minusY = -std::numeric_limits<float>::max(), plusY = std::numeric_limits<float>::max();
+    glm::vec3 corners[8];
+    for (int i = 0; i < 8; ++i) {
+        const glm::vec3 c = corners[i] = frame.Local(Corner(box, i));
+        lo = glm::min(lo, c);
+        hi = glm::max(hi, c);
+        minusX = std::max(minusX, c.x - tanX * c.z);
+        plusX = std::min(plusX, c.x + tanX * c.z);
+        minusY = std::max(minusY, c.y - tanY * c.z);
+        plusY = std::min(plusY, c.y + tanY * c.z);
+    }
+    const glm::vec3 centre = (lo + hi) * 0.5f;
+    glm::vec3 eye; // in the camera frame
+    float distance; // from the eye to the box centre's depth
+    if (camera.GetProjectionType() == Camera::PROJECTION_PERSPECTIVE) {
+        // A corner (x, z) is in view when |x - ex| <= tan * (z - ez): the
+        // eye sits where the two planes through the outermost corners meet,
+        // the farther back of the horizontal and vertical answers. The
+        // other direction then has room to spare, shared equally.
+        const float depthX = (plusX - minusX) / (2.0f * tanX);
+        const float depthY = (plusY - minusY) / (2.0f * tanY);
+        const float depth = std::min(depthX, depthY);
+        eye = glm::vec3(CentredOffset(corners, 0, depth), CentredOffset(corners, 1, depth), depth);
+        distance = centre.z - eye.z;
+    } else {
+        // The orthographic view's half height is distance * tan(fov / 2) / zoom.
+        const float halfHeight = std::max((hi.y - lo.y) * 0.5f, (hi.x - lo.x) * 0.5f / camera.GetAspect());
+        distance = std::max(halfHeight / tanY, 1e-6f);
+        eye = glm::vec3(centre.x, centre.y, centre.z - distance);
+    }
+    const glm::vec3 worldEye = frame.right * eye.x + frame.up * eye.y + frame.forward * eye.z;
+    const glm::vec3 worldTarget = worldEye + frame.forward * distance;
+    if (!IsFinite(worldEye) || !IsFinite(worldTarget) || !(distance > 0.0f) || worldEye == worldTarget) {
+        Logger::Instance().Waring("Bounding box can not be framed!");
+        return;
+    }
+    camera.LookAt(worldEye, worldTarget, frame.up);
+    float nearest = 0.0f, farthest = 0.0f;
+    DepthRange(camera, box, nearest, farthest);
+    SetClipAround(camera, nearest, farthest);
+}
+
+void CameraOperator::EncloseInClipRange(Camera& camera, const AxisAlignedBox& box)
+{
+    if (!box.isFinite())
+        return;
+    float nearest = 0.0f, farthest = 0.0f;
+    DepthRange(camera, box, nearest, farthest);
+    if (nearest >= camera.GetNear() && farthest <= camera.GetFar())
+        return;
+    SetClipAround(camera, std::min(nearest, camera.GetNear()), std::max(farthest, camera.GetFar()));
+}
+
 void CameraOperator::SetStandardView(const std::shared_ptr<Camera>& camera, EnumStandardView view,
                                      const AxisAlignedBox& box, float factor)
 {

@@ -46,6 +46,21 @@ struct CameraOperator {
     static void ZoomToBBox(const std::shared_ptr<Camera>& camera, const AxisAlignedBox& box, float factor);
     static void ZoomToBBox(Camera& camera, const AxisAlignedBox& box, float factor);
 
+    /// Frames a box tightly: keeps the view direction, up, zoom and
+    /// projection, and moves the eye (and the target, to the box centre's
+    /// depth) so that the box's eight corners fill the view up to `margin`
+    /// (a fraction of the view's width and height left free on each side,
+    /// clamped to [0, 0.45]) in the limiting direction, centred in the
+    /// other. Exact for both projections: the corners, not a bounding
+    /// sphere, decide. The clip range encloses the box. A null or infinite
+    /// box logs a warning and changes nothing.
+    static void FitToBox(Camera& camera, const AxisAlignedBox& box, float margin);
+    static void FitToBox(const std::shared_ptr<Camera>& camera, const AxisAlignedBox& box, float margin);
+    /// Widens the clip range, where needed, so that it encloses the box too
+    /// (for content that must not be cut though it was not framed, like a
+    /// ground grid). Null and infinite boxes change nothing.
+    static void EncloseInClipRange(Camera& camera, const AxisAlignedBox& box);
+
     /// Turns the camera about its target to a standard view (keeping the
     /// distance), then zooms to the box. An unknown view logs a warning and
     /// changes nothing; a null or infinite box leaves the camera turned only.

@@ -41,7 +41,10 @@ void CanvasForeground::Render(Renderer* renderer, const std::shared_ptr<Scene2D>
         return;
     FitCamera(device->GetWidth(), device->GetHeight());
     device->SetCamera(m_Camera);
-    if (scene2D) {
+    if (scene2D && !scene2D->GetNodes().empty()) {
+        // The 2D layer lies over everything: the model's depth must not hide
+        // any part of a tag, whatever lies in front of its 3D anchor.
+        device->ClearBuffers(CLEAR_DEPTH);
         SceneNodeRenderer nodeRenderer(device, renderer->GetMaterial(EnumRenderListIndex::Face));
         for (const auto& entry : scene2D->GetNodes()) {
             SceneNode2D* node = entry.second.get();

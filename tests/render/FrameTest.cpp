@@ -124,8 +124,8 @@ TEST(BasicPipeline, ForegroundDrawsVisibleTwoDimensionalNodes)
     view.manager->GetScene2D()->AddNode(hidden);
     view.renderer.RenderForegound(view.manager->GetScene2D(), view.manager->GetCamera());
     EXPECT_EQ(view.device.CallsWithout("SetUniform"),
-              (std::vector<std::string>{"SetCamera", "_ActiveMaterial(sys.opacity)", DrawOf(label->GetPrimitive().get()),
-                                        "SetCamera"}));
+              (std::vector<std::string>{"SetCamera", "ClearBuffers(0x100)", "_ActiveMaterial(sys.opacity)",
+                                        DrawOf(label->GetPrimitive().get()), "SetCamera"}));
     EXPECT_EQ(view.device.camera, view.manager->GetCamera()); // the view camera is current again
 }
 

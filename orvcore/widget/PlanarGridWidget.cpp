@@ -27,6 +27,9 @@ std::shared_ptr<BasicMaterial> MakeLineMaterial(const glm::vec3& color)
         // The grid is a reference, not model geometry: clipping planes
         // must not cut it.
         material->ClearTemplateOption(TEMPLATE_OPTION_CLIPPING);
+        // Drawn in its plane and just behind it, so that faces lying in the
+        // grid's plane (a base plate on the floor) cover its lines.
+        material->SetUniform("linesInPlane", 1);
     }
     return material;
 }

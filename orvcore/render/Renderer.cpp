@@ -30,7 +30,8 @@ Renderer::~Renderer()
     m_ViewCube.reset();
     m_ViewAxis.reset();
     m_ShadowRender.reset();
-    m_Canvas.reset();
+    // The queues (hilight, selection, model), the model style and the canvas
+    // follow as members, in that order.
 }
 
 bool Renderer::Initialize(const std::shared_ptr<SceneManager>& manager)

@@ -19,6 +19,8 @@
 #include <orvcore/scene/SceneManager.h>
 #include <orvcore/widget/CoordinateGridWidget.h>
 
+#include <cmath>
+
 namespace orvcore {
 
 using L = EnumRenderListIndex;
@@ -45,6 +47,9 @@ bool Renderer::Initialize(const std::shared_ptr<SceneManager>& manager)
     }
     m_Canvas = std::make_unique<CanvasForeground>();
     m_Canvas->Initialize(this);
+    // Point sizes and line widths are logical pixels: the device scales them.
+    if (m_Device)
+        m_Device->GetSettings().DpiScaling = std::isfinite(m_DpiScaling) && m_DpiScaling > 0.0f ? m_DpiScaling : 1.0f;
 
     m_ModelStyle.InitializeForModel();
     m_ModelQueue.Initialize(m_ModelStyle);

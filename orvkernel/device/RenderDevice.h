@@ -31,6 +31,10 @@ struct RenderSettings {
     bool Shadow = false;             ///< light shadow maps
     bool ContactShadow = false;      ///< blurred contact shadow under the model
     float ContactShadowBlur = 1.0f;  ///< blur amount of the contact shadow
+    /// Device pixels per logical pixel (2 on a high-density screen): point
+    /// sizes and line widths, given in logical pixels, are multiplied by it.
+    /// Set before drawing (the renderer sets its own at `Initialize`).
+    float DpiScaling = 1.0f;
 };
 
 /// The GPU device the renderer draws through. Draw calls use the current

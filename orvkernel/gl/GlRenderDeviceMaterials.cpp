@@ -244,8 +244,9 @@ void GlRenderDevice::ApplyMaterialUniforms(const MaterialInstance& material, GlS
     program.SetUniform("state", int(material.GetState()));
     program.SetUniform("useVertexColors", material.GetVertexColors() ? 1 : 0);
     program.SetUniform("useMap", material.GetTexture("map") ? 1 : 0);
-    program.SetUniform("pointSize", material.GetPointSize());
-    program.SetUniform("lineWidth", float(std::max<uint8_t>(material.LineWidth, 1)));
+    const float dpi = GetSettings().DpiScaling > 0.0f ? GetSettings().DpiScaling : 1.0f;
+    program.SetUniform("pointSize", material.GetPointSize() * dpi);
+    program.SetUniform("lineWidth", float(std::max<uint8_t>(material.LineWidth, 1)) * dpi);
     program.SetUniform("shininess", material.GetShininess());
     program.SetUniform("faceSide", int(material.GetFaceSide()));
     if (material.GetTemplateOptions() & TEMPLATE_OPTION_LIGHTING) {

@@ -14,33 +14,37 @@
 
 using namespace orvcore;
 
-TEST(TypedBuffer, VectorWritesAndRangeChecks)
+TEST(TypedBuffer, WritesViewsAndRangeChecks)
 {
     Float32Buffer buffer(6);
-    EXPECT_EQ(buffer.GetCount(), 6u);
     EXPECT_EQ(buffer.GetByteSize(), 24u);
     EXPECT_TRUE(buffer.SetValue(3, glm::vec3(1, 2, 3)));
-    EXPECT_EQ(buffer.Get(3), 1.0f);
     EXPECT_EQ(buffer.Get(5), 3.0f);
     buffer.Get(0) = 9.0f; // writable reference
     EXPECT_EQ(buffer.GetVec3(0), glm::vec3(9, 0, 0));
 
+    // Views share the storage.
+    Float32Array view(buffer);
+    EXPECT_TRUE(view.SetVec3(3, glm::vec3(4, 5, 6)));
+    EXPECT_EQ(buffer.GetVec3(3), glm::vec3(4, 5, 6));
+    Vec3fArray points(reinterpret_cast<glm::vec3*>(buffer.GetData()), 2);
+    points[0] = glm::vec3(1.0f);
+    EXPECT_EQ(buffer.Get(2), 1.0f);
+
     orvtest::LogCapture log;
-    EXPECT_FALSE(buffer.SetValue(4, glm::vec3(1.0f)));      // would run past the end
+    EXPECT_FALSE(buffer.SetValue(4, glm::vec3(1.0f))); // would run past the end
     EXPECT_FALSE(buffer.SetValue(6, 1.0f));
     EXPECT_EQ(buffer.GetVec3(5), glm::vec3(0.0f));
-    EXPECT_EQ(buffer.Get(5), 3.0f); // untouched
-    EXPECT_EQ(log.warnings.size(), 3u);
-    EXPECT_EQ(log.warnings[0], "Index is out of range!");
+    EXPECT_FALSE(view.SetVec3(4, glm::vec3(0.0f)));
+    EXPECT_EQ(buffer.Get(5), 6.0f); // untouched
+    EXPECT_EQ(log.warnings, std::vector<std::string>(4, "Index is out of range!"));
 
     Float32Buffer grown;
     grown.Reserve(6);
     grown.Push(glm::vec3(1, 2, 3));
     grown.Push(4.0f);
     EXPECT_EQ(grown.GetCount(), 4u);
-
     Uint32Buffer indices{0, 1, 2};
-    EXPECT_EQ(indices.GetCount(), 3u);
     EXPECT_TRUE(indices.SetValue(2, 7u));
     EXPECT_EQ(indices[2], 7u);
 }
@@ -65,31 +69,6 @@ TEST(LargePageAllocator, AlignsBySizeAndGrowsSafely)
     EXPECT_EQ(small.back(), 2u);
 }
 
-TEST(TypedArray, ViewsShareStorage)
-{
-    Float32Buffer buffer(6);
-    Float32Array view(buffer);
-    EXPECT_EQ(view.GetCount(), 6u);
-    EXPECT_TRUE(view.SetVec3(3, glm::vec3(4, 5, 6)));
-    EXPECT_EQ(buffer.GetVec3(3), glm::vec3(4, 5, 6));
-
-    Vec3fArray points(reinterpret_cast<glm::vec3*>(buffer.GetData()), 2);
-    EXPECT_EQ(points[1], glm::vec3(4, 5, 6));
-    points[0] = glm::vec3(1.0f);
-    EXPECT_EQ(buffer.Get(2), 1.0f);
-
-    orvtest::LogCapture log;
-    EXPECT_FALSE(view.SetVec3(4, glm::vec3(0.0f)));
-    EXPECT_EQ(log.warnings, std::vector<std::string>{"Index is out of range!"});
-
-    uint16_t raw[3] = {1, 2, 3};
-    Uint16Array small(raw, 3);
-    unsigned sum = 0;
-    for (uint16_t v : small)
-        sum += v;
-    EXPECT_EQ(sum, 6u);
-}
-
 TEST(ValueRange, InclusiveBoundsAndRejection)
 {
     ValueRange unbounded(2.5);
@@ -100,9 +79,8 @@ TEST(ValueRange, InclusiveBoundsAndRejection)
     EXPECT_TRUE(r.SetValue(1.0)); // inclusive
     EXPECT_TRUE(r.SetValue(-1.0));
     EXPECT_FALSE(r.SetValue(1.0000001));
-    EXPECT_EQ(r.GetValue(), -1.0); // old value kept
     EXPECT_FALSE(r.SetValue(NAN));
-    EXPECT_EQ(double(r), -1.0);
+    EXPECT_EQ(double(r), -1.0); // old value kept
 
     orvtest::LogCapture log;
     ValueRange swapped(5.0, 3.0, -3.0);
@@ -110,15 +88,9 @@ TEST(ValueRange, InclusiveBoundsAndRejection)
     EXPECT_EQ(swapped.GetMaximum(), 3.0);
     EXPECT_EQ(swapped.GetValue(), 3.0); // clamped
     EXPECT_EQ(log.warnings, (std::vector<std::string>{"Range bounds are reversed!", "Value is out of range!"}));
-}
 
-TEST(ElementId, ValueSemanticsAndHash)
-{
     EXPECT_FALSE(ElementId().IsValid());
-    EXPECT_EQ(ElementId(42), ElementId(42));
-    EXPECT_NE(ElementId(42), ElementId(43));
-    std::unordered_set<ElementId> ids{ElementId(1), ElementId(2), ElementId(1)};
-    EXPECT_EQ(ids.size(), 2u);
+    EXPECT_EQ((std::unordered_set<ElementId>{ElementId(1), ElementId(2), ElementId(1)}).size(), 2u);
 }
 
 TEST(Logger, LevelsAndSinks)
@@ -134,9 +106,6 @@ TEST(Logger, LevelsAndSinks)
     Logger::Instance().SetSink(nullptr); // silenced
     Logger::Instance().Waring("nobody hears this");
     Logger::Instance().ResetSink();
-
-    ASSERT_EQ(records.size(), 2u);
-    EXPECT_EQ(records[0].first, EnumLogLevel::Warning);
-    EXPECT_EQ(records[0].second, "Node is null!");
-    EXPECT_EQ(records[1].first, EnumLogLevel::Error);
+    EXPECT_EQ(records, (std::vector<std::pair<EnumLogLevel, std::string>>{{EnumLogLevel::Warning, "Node is null!"},
+                                                                         {EnumLogLevel::Error, "bad"}}));
 }

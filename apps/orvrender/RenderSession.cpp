@@ -68,7 +68,7 @@ std::string PickReport::ToJson() const
 
 RenderSession::RenderSession(unsigned int width, unsigned int height) : m_Width(width), m_Height(height)
 {
-    m_Context = EglContext::Create(width, height);
+    m_Context = EglContext::Create(width, height, 1);
     if (!m_Context) {
         m_Error = "no OpenGL context could be made (EGL device or Mesa surfaceless platform)";
         return;

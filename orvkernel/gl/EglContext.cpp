@@ -93,12 +93,12 @@ bool InitialiseDisplay(EGLDisplay display)
 
 } // namespace
 
-std::unique_ptr<EglContext> EglContext::Create(unsigned int width, unsigned int height)
+std::unique_ptr<EglContext> EglContext::Create(unsigned int width, unsigned int height, unsigned int samples)
 {
     if (EglLibraryPresent()) {
         for (EGLDisplay display : CandidateDisplays()) {
             std::unique_ptr<EglContext> context(new EglContext());
-            if (context->Open(display, width, height))
+            if (context->Open(display, width, height, samples))
                 return context;
         }
     }
@@ -106,7 +106,7 @@ std::unique_ptr<EglContext> EglContext::Create(unsigned int width, unsigned int 
     return nullptr;
 }
 
-bool EglContext::Open(void* displayHandle, unsigned int width, unsigned int height)
+bool EglContext::Open(void* displayHandle, unsigned int width, unsigned int height, unsigned int samples)
 {
     const EGLDisplay display = static_cast<EGLDisplay>(displayHandle);
     if (!InitialiseDisplay(display))
@@ -150,6 +150,15 @@ bool EglContext::Open(void* displayHandle, unsigned int width, unsigned int heig
         m_DebugOutput = true;
     }
 #endif
+    GLint maxSamples = 0;
+    glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
+    m_RequestedSamples = samples > 1 ? samples : 0;
+    if (m_RequestedSamples > unsigned(std::max(maxSamples, 0))) {
+        const unsigned int limit = maxSamples > 1 ? unsigned(maxSamples) : 0;
+        Logger::Instance().Waring("Sample count " + std::to_string(samples) + " is above the driver's maximum: " +
+                                  std::to_string(std::max(limit, 1u)) + " used!");
+        m_RequestedSamples = limit;
+    }
     return AllocateBuffers(width, height);
 }
 
@@ -211,10 +220,16 @@ bool EglContext::AllocateBuffers(unsigned int width, unsigned int height)
     GLint previousFramebuffer = 0;
     glGetIntegerv(GL_FRAMEBUFFER_BINDING, &previousFramebuffer);
 
+    // Both buffers with the same sample count (0: single-sampled storage).
+    const GLsizei samples = GLsizei(m_RequestedSamples);
     glBindRenderbuffer(GL_RENDERBUFFER, m_ColorBuffer);
-    glRenderbufferStorage(GL_RENDERBUFFER, GL_RGBA8, GLsizei(m_Width), GLsizei(m_Height));
+    glRenderbufferStorageMultisample(GL_RENDERBUFFER, samples, GL_RGBA8, GLsizei(m_Width), GLsizei(m_Height));
+    GLint obtained = 0;
+    glGetRenderbufferParameteriv(GL_RENDERBUFFER, GL_RENDERBUFFER_SAMPLES, &obtained);
+    m_Samples = unsigned(std::max(obtained, 1));
     glBindRenderbuffer(GL_RENDERBUFFER, m_DepthBuffer);
-    glRenderbufferStorage(GL_RENDERBUFFER, GL_DEPTH24_STENCIL8, GLsizei(m_Width), GLsizei(m_Height));
+    glRenderbufferStorageMultisample(GL_RENDERBUFFER, samples, GL_DEPTH24_STENCIL8, GLsizei(m_Width),
+                                     GLsizei(m_Height));
     glBindFramebuffer(GL_FRAMEBUFFER, m_Framebuffer);
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, m_ColorBuffer);
     glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, m_DepthBuffer);

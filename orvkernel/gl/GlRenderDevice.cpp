@@ -28,9 +28,14 @@ constexpr unsigned int kDepthAttachment = 0x8D00;
 
 } // namespace
 
-GlRenderDevice::GlRenderDevice(unsigned int defaultFramebuffer, unsigned int width, unsigned int height)
-    : m_DefaultFramebuffer(defaultFramebuffer), m_Width(std::max(width, 1u)), m_Height(std::max(height, 1u))
+GlRenderDevice::GlRenderDevice(unsigned int defaultFramebuffer, unsigned int width, unsigned int height,
+                               const GlRenderDeviceOptions& options)
+    : m_Options(options), m_DefaultFramebuffer(defaultFramebuffer), m_Width(std::max(width, 1u)),
+      m_Height(std::max(height, 1u))
 {
+    GLint maxSamples = 0;
+    glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
+    m_MaxSamples = unsigned(std::max(maxSamples, 1));
     // Fixed state of every draw: nearer-or-equal depth (so that a pass may
     // draw the same geometry again, and the background at the far plane
     // survives a cleared depth buffer), point sizes from the shaders, tight
@@ -65,6 +70,10 @@ GlRenderDevice::~GlRenderDevice()
     glDeleteBuffers(2, buffers);
     const GLuint textures[] = {m_WhiteTexture, m_BlackCube};
     glDeleteTextures(2, textures);
+    if (m_ReadFramebuffer) {
+        glDeleteFramebuffers(1, &m_ReadFramebuffer);
+        glDeleteRenderbuffers(1, &m_ReadColorBuffer);
+    }
     glUseProgram(0);
     glBindVertexArray(0);
 }
@@ -124,6 +133,8 @@ void GlRenderDevice::Resize(unsigned int width, unsigned int height)
 {
     m_Width = std::max(width, 1u);
     m_Height = std::max(height, 1u);
+    // The buffers behind the default framebuffer were made again.
+    m_DefaultSamples = 0;
     if (!m_Target)
         BindCurrentFramebuffer();
 }
@@ -131,21 +142,46 @@ void GlRenderDevice::Resize(unsigned int width, unsigned int height)
 void GlRenderDevice::SetDefaultFramebuffer(unsigned int framebuffer)
 {
     m_DefaultFramebuffer = framebuffer;
+    m_DefaultSamples = 0;
     if (!m_Target)
         BindCurrentFramebuffer();
 }
 
-void GlRenderDevice::BindCurrentFramebuffer()
+GlRenderDevice::TargetEntry* GlRenderDevice::BindCurrentFramebuffer()
 {
     if (m_Target) {
         if (TargetEntry* entry = SyncTarget(m_Target)) {
             m_State.BindFramebuffer(entry->framebuffer);
             m_State.Viewport(0, 0, GLsizei(entry->width), GLsizei(entry->height));
-            return;
+            m_CurrentSamples = entry->samples;
+            return entry;
         }
     }
     m_State.BindFramebuffer(m_DefaultFramebuffer);
     m_State.Viewport(0, 0, GLsizei(m_Width), GLsizei(m_Height));
+    if (m_DefaultSamples == 0) {
+        // A window's framebuffer 0 or a context's own: ask what it is.
+        GLint samples = 0;
+        glGetIntegerv(GL_SAMPLES, &samples);
+        m_DefaultSamples = unsigned(std::max(samples, 1));
+    }
+    m_CurrentSamples = m_DefaultSamples;
+    return nullptr;
+}
+
+void GlRenderDevice::BindForDrawing(uint32_t bits)
+{
+    TargetEntry* entry = BindCurrentFramebuffer();
+    if (!entry || entry->textureFramebuffer == 0)
+        return;
+    entry->colorStale = entry->colorStale || (bits & CLEAR_COLOR) != 0;
+    entry->depthStale = entry->depthStale || (bits & (CLEAR_DEPTH | CLEAR_STENCIL)) != 0;
+}
+
+unsigned int GlRenderDevice::GetCurrentSamples()
+{
+    BindCurrentFramebuffer();
+    return m_CurrentSamples;
 }
 
 void GlRenderDevice::SetTarget(const std::shared_ptr<RenderTarget>& target, const std::shared_ptr<Camera>& camera)
@@ -193,7 +229,15 @@ GlRenderDevice::TargetEntry* GlRenderDevice::SyncTarget(const std::shared_ptr<Re
     }
     const unsigned int width = std::max(target->GetWidth(), 1u);
     const unsigned int height = std::max(target->GetHeight(), 1u);
-    if (entry.framebuffer != 0 && entry.width == width && entry.height == height)
+    unsigned int samples = target->GetSamples() != 0 ? target->GetSamples() : m_Options.TargetSamples;
+    if (samples > m_MaxSamples) {
+        WarnOnce(target->GetObjectId(), "Render target sample count " + std::to_string(samples) +
+                                            " is above the driver's maximum: " + std::to_string(m_MaxSamples) +
+                                            " used!");
+        samples = m_MaxSamples;
+    }
+    samples = std::max(samples, 1u);
+    if (entry.framebuffer != 0 && entry.width == width && entry.height == height && entry.wantedSamples == samples)
         return entry.complete ? &entry : nullptr;
 
     GLint maxSize = 0;
@@ -203,43 +247,17 @@ GlRenderDevice::TargetEntry* GlRenderDevice::SyncTarget(const std::shared_ptr<Re
         entry.complete = false;
         return nullptr;
     }
-    if (entry.framebuffer == 0) {
-        glGenFramebuffers(1, &entry.framebuffer);
-        glGenTextures(1, &entry.colorTexture);
-        glGenTextures(1, &entry.depthTexture);
-    }
+    FreeTarget(entry);
     entry.width = width;
     entry.height = height;
-    // Storage through unit 0's binding; the cache records it.
-    m_State.BindTexture(0, GL_TEXTURE_2D, entry.colorTexture);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, GLsizei(width), GLsizei(height), 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-    m_State.BindTexture(0, GL_TEXTURE_2D, entry.depthTexture);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_DEPTH24_STENCIL8, GLsizei(width), GLsizei(height), 0, GL_DEPTH_STENCIL,
-                 GL_UNSIGNED_INT_24_8, nullptr);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
-
-    const unsigned int previous = m_State.GetFramebuffer();
-    m_State.BindFramebuffer(entry.framebuffer);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, entry.colorTexture, 0);
-    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_TEXTURE_2D, entry.depthTexture, 0);
-    entry.complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
-    if (entry.complete) {
-        // New storage is undefined: start transparent black at the far plane.
-        const GLfloat clear[4] = {0.0f, 0.0f, 0.0f, 0.0f};
-        m_State.SetColorMask(true);
-        m_State.SetDepthMask(true);
-        glClearBufferfv(GL_COLOR, 0, clear);
-        glClearBufferfi(GL_DEPTH_STENCIL, 0, 1.0f, 0);
+    entry.wantedSamples = samples;
+    entry.complete = CreateTargetObjects(entry, samples);
+    if (!entry.complete && samples > 1) {
+        // No multisampled buffers of that kind here: draw single-sampled.
+        WarnOnce(target->GetObjectId(), "Multisampled render target is incomplete: drawn single-sampled!");
+        FreeTarget(entry);
+        entry.complete = CreateTargetObjects(entry, 1);
     }
-    if (previous != 0xffffffffu)
-        m_State.BindFramebuffer(previous);
     if (!entry.complete) {
         WarnOnce(target->GetObjectId(), "Render target is incomplete!");
         return nullptr;
@@ -247,11 +265,81 @@ GlRenderDevice::TargetEntry* GlRenderDevice::SyncTarget(const std::shared_ptr<Re
     return &entry;
 }
 
+bool GlRenderDevice::CreateTargetObjects(TargetEntry& entry, unsigned int samples)
+{
+    const GLsizei width = GLsizei(entry.width);
+    const GLsizei height = GLsizei(entry.height);
+    glGenTextures(1, &entry.colorTexture);
+    glGenTextures(1, &entry.depthTexture);
+    // Storage through unit 0's binding; the cache records it.
+    m_State.BindTexture(0, GL_TEXTURE_2D, entry.colorTexture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    m_State.BindTexture(0, GL_TEXTURE_2D, entry.depthTexture);
+    glTexImage2D(GL_TEXTURE_2D, 0, GL_DEPTH24_STENCIL8, width, height, 0, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8,
+                 nullptr);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+
+    const unsigned int previous = m_State.GetFramebuffer();
+    unsigned int textures = 0;
+    glGenFramebuffers(1, &textures);
+    m_State.BindFramebuffer(textures);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_TEXTURE_2D, entry.colorTexture, 0);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_TEXTURE_2D, entry.depthTexture, 0);
+    bool complete = glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+    entry.framebuffer = textures;
+    entry.samples = 1;
+    if (complete && samples > 1) {
+        glGenRenderbuffers(1, &entry.colorBuffer);
+        glGenRenderbuffers(1, &entry.depthBuffer);
+        glBindRenderbuffer(GL_RENDERBUFFER, entry.colorBuffer);
+        glRenderbufferStorageMultisample(GL_RENDERBUFFER, GLsizei(samples), GL_RGBA8, width, height);
+        GLint obtained = 0;
+        glGetRenderbufferParameteriv(GL_RENDERBUFFER, GL_RENDERBUFFER_SAMPLES, &obtained);
+        glBindRenderbuffer(GL_RENDERBUFFER, entry.depthBuffer);
+        glRenderbufferStorageMultisample(GL_RENDERBUFFER, GLsizei(samples), GL_DEPTH24_STENCIL8, width, height);
+        glBindRenderbuffer(GL_RENDERBUFFER, 0);
+        entry.textureFramebuffer = textures;
+        glGenFramebuffers(1, &entry.framebuffer);
+        m_State.BindFramebuffer(entry.framebuffer);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, entry.colorBuffer);
+        glFramebufferRenderbuffer(GL_FRAMEBUFFER, GL_DEPTH_STENCIL_ATTACHMENT, GL_RENDERBUFFER, entry.depthBuffer);
+        complete = obtained > 1 && glCheckFramebufferStatus(GL_FRAMEBUFFER) == GL_FRAMEBUFFER_COMPLETE;
+        entry.samples = unsigned(std::max(obtained, 1));
+    }
+    if (complete) {
+        // New storage is undefined: start transparent black at the far
+        // plane, the textures too (they are what is read until a resolve).
+        const GLfloat clear[4] = {0.0f, 0.0f, 0.0f, 0.0f};
+        m_State.SetColorMask(true);
+        m_State.SetDepthMask(true);
+        for (unsigned int framebuffer : {entry.framebuffer, entry.textureFramebuffer}) {
+            if (framebuffer == 0)
+                continue;
+            m_State.BindFramebuffer(framebuffer);
+            glClearBufferfv(GL_COLOR, 0, clear);
+            glClearBufferfi(GL_DEPTH_STENCIL, 0, 1.0f, 0);
+        }
+    }
+    entry.colorStale = entry.depthStale = false;
+    if (previous != 0xffffffffu)
+        m_State.BindFramebuffer(previous);
+    return complete;
+}
+
 void GlRenderDevice::FreeTarget(TargetEntry& entry)
 {
-    if (entry.framebuffer) {
-        m_State.ForgetFramebuffer(entry.framebuffer);
-        glDeleteFramebuffers(1, &entry.framebuffer);
+    for (unsigned int framebuffer : {entry.framebuffer, entry.textureFramebuffer}) {
+        if (framebuffer) {
+            m_State.ForgetFramebuffer(framebuffer);
+            glDeleteFramebuffers(1, &framebuffer);
+        }
     }
     const GLuint textures[] = {entry.colorTexture, entry.depthTexture};
     for (GLuint texture : textures) {
@@ -260,7 +348,41 @@ void GlRenderDevice::FreeTarget(TargetEntry& entry)
             glDeleteTextures(1, &texture);
         }
     }
-    entry.framebuffer = entry.colorTexture = entry.depthTexture = 0;
+    const GLuint renderbuffers[] = {entry.colorBuffer, entry.depthBuffer};
+    for (GLuint renderbuffer : renderbuffers)
+        if (renderbuffer)
+            glDeleteRenderbuffers(1, &renderbuffer);
+    entry.framebuffer = entry.textureFramebuffer = entry.colorTexture = entry.depthTexture = 0;
+    entry.colorBuffer = entry.depthBuffer = 0;
+    entry.samples = 1;
+    entry.colorStale = entry.depthStale = false;
+}
+
+void GlRenderDevice::ResolveTarget(TargetEntry& entry, bool color, bool depth)
+{
+    if (entry.textureFramebuffer == 0)
+        return;
+    GLbitfield mask = 0;
+    if (color && entry.colorStale)
+        mask |= GL_COLOR_BUFFER_BIT;
+    if (depth && entry.depthStale)
+        mask |= GL_DEPTH_BUFFER_BIT | GL_STENCIL_BUFFER_BIT;
+    if (mask == 0)
+        return;
+    // Read and draw bindings apart for the blit; the cache binds both again.
+    const unsigned int bound = m_State.GetFramebuffer();
+    glBindFramebuffer(GL_READ_FRAMEBUFFER, entry.framebuffer);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, entry.textureFramebuffer);
+    const GLint width = GLint(entry.width);
+    const GLint height = GLint(entry.height);
+    glBlitFramebuffer(0, 0, width, height, 0, 0, width, height, mask, GL_NEAREST);
+    m_State.InvalidateFramebuffer();
+    if (bound != 0xffffffffu)
+        m_State.BindFramebuffer(bound);
+    if (color)
+        entry.colorStale = false;
+    if (depth)
+        entry.depthStale = false;
 }
 
 void GlRenderDevice::SetClearColor(const glm::vec4& color) { m_State.SetClearColor(color.r, color.g, color.b, color.a); }
@@ -270,7 +392,7 @@ void GlRenderDevice::ClearBuffers(uint32_t bits)
     bits &= CLEAR_COLOR | CLEAR_DEPTH | CLEAR_STENCIL;
     if (bits == 0)
         return;
-    BindCurrentFramebuffer();
+    BindForDrawing(bits);
     // Clearing obeys the write masks: open those of the buffers cleared (the
     // next material activation sets its own again).
     if (bits & CLEAR_COLOR)
@@ -377,6 +499,7 @@ void GlRenderDevice::ActiveTexture(uint32_t unit, const std::shared_ptr<RenderTa
     TargetEntry* entry = SyncTarget(target);
     if (!entry)
         return;
+    ResolveTarget(*entry, attachment == kColorAttachment, attachment == kDepthAttachment);
     m_State.BindTexture(unit, GL_TEXTURE_2D, attachment == kColorAttachment ? entry->colorTexture : entry->depthTexture);
 }
 
@@ -419,18 +542,82 @@ void GlRenderDevice::Gc()
     ++m_GcEpoch;
 }
 
+unsigned int GlRenderDevice::GetReadResolveFramebuffer(unsigned int width, unsigned int height, unsigned int format)
+{
+    if (m_ReadFramebuffer != 0 && m_ReadWidth == width && m_ReadHeight == height && m_ReadFormat == format)
+        return m_ReadFramebuffer;
+    if (m_ReadFramebuffer == 0) {
+        glGenFramebuffers(1, &m_ReadFramebuffer);
+        glGenRenderbuffers(1, &m_ReadColorBuffer);
+    }
+    glBindRenderbuffer(GL_RENDERBUFFER, m_ReadColorBuffer);
+    glRenderbufferStorage(GL_RENDERBUFFER, format, GLsizei(width), GLsizei(height));
+    glBindRenderbuffer(GL_RENDERBUFFER, 0);
+    glBindFramebuffer(GL_DRAW_FRAMEBUFFER, m_ReadFramebuffer);
+    glFramebufferRenderbuffer(GL_DRAW_FRAMEBUFFER, GL_COLOR_ATTACHMENT0, GL_RENDERBUFFER, m_ReadColorBuffer);
+    m_State.InvalidateFramebuffer();
+    m_ReadWidth = width;
+    m_ReadHeight = height;
+    m_ReadFormat = format;
+    return m_ReadFramebuffer;
+}
+
 std::shared_ptr<ImageTexture2D> GlRenderDevice::ReadPixels()
 {
-    BindCurrentFramebuffer();
-    unsigned int width = m_Width;
-    unsigned int height = m_Height;
-    if (m_Target && m_TargetObjects.count(m_Target->GetObjectId()) &&
-        m_TargetObjects[m_Target->GetObjectId()].complete) {
-        width = m_TargetObjects[m_Target->GetObjectId()].width;
-        height = m_TargetObjects[m_Target->GetObjectId()].height;
+    TargetEntry* entry = BindCurrentFramebuffer();
+    const unsigned int width = entry ? entry->width : m_Width;
+    const unsigned int height = entry ? entry->height : m_Height;
+    const unsigned int bound = m_State.GetFramebuffer();
+    if (entry && entry->textureFramebuffer != 0) {
+        // A multisampled target: read its colour texture, resolved if stale.
+        ResolveTarget(*entry, true, false);
+        glBindFramebuffer(GL_READ_FRAMEBUFFER, entry->textureFramebuffer);
+        m_State.InvalidateFramebuffer();
+    } else {
+        // Any other framebuffer (the context's, a window's 0): resolve into
+        // a single-sampled buffer of the same colour format when it is
+        // multisampled, then read that.
+        GLint sampleBuffers = 0;
+        glGetIntegerv(GL_SAMPLE_BUFFERS, &sampleBuffers);
+        if (sampleBuffers > 0) {
+            GLint readBuffer = GL_COLOR_ATTACHMENT0;
+            glGetIntegerv(GL_READ_BUFFER, &readBuffer);
+            // A window's buffers are named by side when queried.
+            if (readBuffer == GL_BACK)
+                readBuffer = GL_BACK_LEFT;
+            else if (readBuffer == GL_FRONT)
+                readBuffer = GL_FRONT_LEFT;
+            GLint redBits = 8;
+            GLint alphaBits = 8;
+            GLint encoding = GL_LINEAR;
+            if (readBuffer != GL_NONE) {
+                const GLenum attachment = GLenum(readBuffer);
+                glGetFramebufferAttachmentParameteriv(GL_READ_FRAMEBUFFER, attachment,
+                                                      GL_FRAMEBUFFER_ATTACHMENT_RED_SIZE, &redBits);
+                glGetFramebufferAttachmentParameteriv(GL_READ_FRAMEBUFFER, attachment,
+                                                      GL_FRAMEBUFFER_ATTACHMENT_ALPHA_SIZE, &alphaBits);
+                glGetFramebufferAttachmentParameteriv(GL_READ_FRAMEBUFFER, attachment,
+                                                      GL_FRAMEBUFFER_ATTACHMENT_COLOR_ENCODING, &encoding);
+            }
+            GLenum format = GL_RGBA8;
+            if (encoding == GL_SRGB)
+                format = GL_SRGB8_ALPHA8;
+            else if (redBits == 10)
+                format = GL_RGB10_A2;
+            else if (alphaBits == 0)
+                format = GL_RGB8;
+            const unsigned int resolved = GetReadResolveFramebuffer(width, height, format);
+            glBindFramebuffer(GL_READ_FRAMEBUFFER, bound);
+            glBindFramebuffer(GL_DRAW_FRAMEBUFFER, resolved);
+            glBlitFramebuffer(0, 0, GLint(width), GLint(height), 0, 0, GLint(width), GLint(height),
+                              GL_COLOR_BUFFER_BIT, GL_NEAREST);
+            glBindFramebuffer(GL_READ_FRAMEBUFFER, resolved);
+            m_State.InvalidateFramebuffer();
+        }
     }
     std::vector<uint8_t> pixels(std::size_t(width) * height * 4);
     glReadPixels(0, 0, GLsizei(width), GLsizei(height), GL_RGBA, GL_UNSIGNED_BYTE, pixels.data());
+    m_State.BindFramebuffer(bound);
     // GL rows run from the bottom.
     const std::size_t rowBytes = std::size_t(width) * 4;
     std::vector<uint8_t> row(rowBytes);

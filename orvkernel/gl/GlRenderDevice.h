@@ -20,6 +20,15 @@ namespace orvcore {
 class GlShaderProgram;
 class RawShader;
 
+/// Choices made when a `GlRenderDevice` is created.
+struct GlRenderDeviceOptions {
+    /// Samples per pixel of the render targets that leave the count to the
+    /// device (`RenderTarget::GetSamples` 0): 4 draws them multisampled, 0 or
+    /// 1 single-sampled. Counts above the driver's GL_MAX_SAMPLES are cut to
+    /// it (with a warning).
+    unsigned int TargetSamples = 4;
+};
+
 /// The render device on the OpenGL 3.3 core context current on the calling
 /// thread (an `EglContext`, or a window's context).
 ///
@@ -44,6 +53,16 @@ class RawShader;
 /// - Textures (`ImageTexture2D`, `ImageTextureCube`) are uploaded when their version moved;
 ///   render targets get a framebuffer with an RGBA8 colour texture and a
 ///   depth/stencil texture on first use.
+/// - Multisampling: a target of more than one sample (its own count, else
+///   `GlRenderDeviceOptions::TargetSamples`) draws into multisampled
+///   renderbuffers; its textures are brought up to date by a blit (depth
+///   with GL_NEAREST) only when one is about to be sampled
+///   (`ActiveTexture`) or read back, and only when the target was drawn
+///   into since. `ReadPixels` resolves a multisampled framebuffer of any
+///   other kind (the `EglContext`'s, a window's) into a single-sampled one
+///   that the device keeps. Round points get a smooth edge when the
+///   framebuffer they are drawn into is multisampled (alpha to coverage, or
+///   an edge alpha for blended materials).
 /// - `Gc` frees the GPU objects of geometries, textures and targets whose
 ///   CPU objects are gone: those seen through a shared pointer are watched
 ///   weakly; a geometry only ever drawn by raw pointer is freed when it was
@@ -60,7 +79,8 @@ class GlRenderDevice : public RenderDevice {
 public:
     /// Draws into `defaultFramebuffer` (0: the window's own) of the given
     /// size when no target is set.
-    GlRenderDevice(unsigned int defaultFramebuffer, unsigned int width, unsigned int height);
+    GlRenderDevice(unsigned int defaultFramebuffer, unsigned int width, unsigned int height,
+                   const GlRenderDeviceOptions& options = GlRenderDeviceOptions());
     ~GlRenderDevice() override;
     GlRenderDevice(const GlRenderDevice&) = delete;
     GlRenderDevice& operator=(const GlRenderDevice&) = delete;
@@ -109,13 +129,18 @@ public:
 
     unsigned int GetDefaultFramebuffer() const { return m_DefaultFramebuffer; }
     void SetDefaultFramebuffer(unsigned int framebuffer);
+    const GlRenderDeviceOptions& GetOptions() const { return m_Options; }
+    /// Samples per pixel of the framebuffer that draws go to now (1 when
+    /// single-sampled).
+    unsigned int GetCurrentSamples();
 
     /// The program of a template (built on first call); null when the
     /// template has no shaders or they failed to build.
     GlShaderProgram* GetProgram(const std::string& templateName);
 
     /// The pixels of the current target (the default framebuffer without
-    /// one), RGBA8 with rows from the top.
+    /// one), RGBA8 with rows from the top; multisampled buffers are resolved
+    /// first.
     std::shared_ptr<ImageTexture2D> ReadPixels();
     /// Writes RGBA8 pixels (rows from the top) to a PNG file; false with a
     /// warning on bad arguments or a failed write.
@@ -163,11 +188,23 @@ private:
         std::weak_ptr<RenderTarget> owner;
         bool hasOwner = false;
         uint64_t lastUse = 0;
+        /// The framebuffer drawn into: the textures' own, or the
+        /// multisampled renderbuffers' when `samples` > 1.
         unsigned int framebuffer = 0;
         unsigned int colorTexture = 0;
         unsigned int depthTexture = 0;
+        /// Multisampled targets: the textures' framebuffer (resolve
+        /// destination) and the renderbuffers drawn into.
+        unsigned int textureFramebuffer = 0;
+        unsigned int colorBuffer = 0;
+        unsigned int depthBuffer = 0;
         unsigned int width = 0;
         unsigned int height = 0;
+        unsigned int wantedSamples = 0; ///< the count asked for (after the limit)
+        unsigned int samples = 1;       ///< the count drawn with
+        /// Drawn into since the textures were last resolved.
+        bool colorStale = false;
+        bool depthStale = false;
         bool complete = false;
     };
 
@@ -202,12 +239,32 @@ private:
     /// cannot be used.
     unsigned int SyncTexture(const std::shared_ptr<Texture>& texture, uint32_t unit);
     TargetEntry* SyncTarget(const std::shared_ptr<RenderTarget>& target);
+    /// Makes the GL objects of a target of the entry's size with `samples`
+    /// samples (1: drawn into the textures); false when incomplete.
+    bool CreateTargetObjects(TargetEntry& entry, unsigned int samples);
     void FreeTarget(TargetEntry& entry);
-    void BindCurrentFramebuffer();
+    /// Blits the drawn samples of a multisampled target into its colour
+    /// and/or depth texture when they are stale.
+    void ResolveTarget(TargetEntry& entry, bool color, bool depth);
+    /// Binds the current framebuffer and viewport; returns the current
+    /// target's entry (null for the default framebuffer).
+    TargetEntry* BindCurrentFramebuffer();
+    /// `BindCurrentFramebuffer` before drawing or clearing `bits`
+    /// (EnumClearBits): marks what a multisampled target must resolve.
+    void BindForDrawing(uint32_t bits);
+    /// The single-sampled buffer that multisampled default framebuffers are
+    /// resolved into for reading, of the given size and colour format.
+    unsigned int GetReadResolveFramebuffer(unsigned int width, unsigned int height, unsigned int format);
     void CreateHelpers();
 
     GlStateCache m_State;
+    GlRenderDeviceOptions m_Options;
+    unsigned int m_MaxSamples = 0;
     unsigned int m_DefaultFramebuffer;
+    /// Samples of the default framebuffer (0: not known yet) and of the
+    /// framebuffer bound now.
+    unsigned int m_DefaultSamples = 0;
+    unsigned int m_CurrentSamples = 1;
     unsigned int m_Width;
     unsigned int m_Height;
     std::shared_ptr<Camera> m_Camera;
@@ -240,6 +297,13 @@ private:
     unsigned int m_QuadBuffer = 0;
     unsigned int m_WhiteTexture = 0;
     unsigned int m_BlackCube = 0;
+
+    // Where `ReadPixels` resolves a multisampled default framebuffer.
+    unsigned int m_ReadFramebuffer = 0;
+    unsigned int m_ReadColorBuffer = 0;
+    unsigned int m_ReadWidth = 0;
+    unsigned int m_ReadHeight = 0;
+    unsigned int m_ReadFormat = 0;
 
     uint64_t m_UploadCount = 0;
     uint64_t m_TextureUploadCount = 0;

@@ -5,6 +5,7 @@
 #include <orvkernel/device/RenderTarget.h>
 #include <orvkernel/gl/GlShaderProgram.h>
 #include <orvkernel/gl/GlShaderSources.h>
+#include <orvkernel/material/MaterialInstance.h>
 #include <orvkernel/shape/PrimitiveShape.h>
 
 #include <algorithm>
@@ -18,6 +19,9 @@
 namespace orvcore {
 
 namespace {
+
+/// How points.frag finishes the rim of a round point ("pointEdge").
+enum EnumPointEdge : int { POINT_EDGE_HARD = 0, POINT_EDGE_ALPHA = 1, POINT_EDGE_COVERAGE = 2 };
 
 GLenum DataType(uint32_t type)
 {
@@ -210,7 +214,25 @@ void GlRenderDevice::PrepareDraw(uint32_t primitiveType, const glm::mat4* model,
     // Wide lines are quads whose winding follows the line direction: never
     // culled.
     m_State.SetCullFace(variant == GlShaderProgram::VARIANT_LINES ? 0u : m_MaterialCull);
-    BindCurrentFramebuffer();
+    BindForDrawing(CLEAR_COLOR | CLEAR_DEPTH | CLEAR_STENCIL);
+
+    // Round points (programs that know "pointEdge") on a multisampled
+    // framebuffer get a smooth rim: through alpha to coverage when the
+    // material does not blend (the rim alpha picks the samples, which keep
+    // alpha 1), else through the rim alpha. Single-sampled, the disc is cut
+    // hard at its rim.
+    bool coverage = false;
+    if (primitiveType == PRIMITIVE_POINTS && m_Program->HasUniform("pointEdge")) {
+        int edge = POINT_EDGE_HARD;
+        if (m_CurrentSamples > 1) {
+            const bool blended = !m_Material || m_Material->BlendingMode == BLENDING_NORMAL ||
+                                 m_Material->BlendingMode == BLENDING_TRANSPARENT;
+            edge = blended ? POINT_EDGE_ALPHA : POINT_EDGE_COVERAGE;
+        }
+        coverage = edge == POINT_EDGE_COVERAGE;
+        m_Program->SetUniform("pointEdge", edge);
+    }
+    m_State.SetAlphaToCoverage(coverage);
     m_Program->Use(variant);
 }
 

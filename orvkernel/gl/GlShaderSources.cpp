@@ -11,7 +11,7 @@ namespace {
 const GlTemplateShaders kTemplateShaders[] = {
     {"basic", "basic.vert", "basic.frag", true},
     {"phong", "basic.vert", "phong.frag", true},
-    {"points", "basic.vert", "points.frag", false},
+    {"points", "points.vert", "points.frag", false},
     {"dashed", "basic.vert", "dashed.frag", true},
     {"font", "font.vert", "font.frag", false},
     {"background", "screen.vert", "background.frag", false},

@@ -129,6 +129,20 @@ void GlStateCache::SetDepthMask(bool on)
     m_DepthMask = int(on);
 }
 
+void GlStateCache::SetAlphaToCoverage(bool on)
+{
+    if (m_AlphaToCoverage == int(on))
+        return;
+    if (on) {
+        glEnable(GL_SAMPLE_ALPHA_TO_COVERAGE);
+        glEnable(GL_SAMPLE_ALPHA_TO_ONE);
+    } else {
+        glDisable(GL_SAMPLE_ALPHA_TO_COVERAGE);
+        glDisable(GL_SAMPLE_ALPHA_TO_ONE);
+    }
+    m_AlphaToCoverage = int(on);
+}
+
 void GlStateCache::SetColorMask(bool on)
 {
     if (m_ColorMask == int(on))

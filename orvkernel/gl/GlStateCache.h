@@ -38,6 +38,9 @@ public:
     void ForgetBuffer(unsigned int buffer);
     void ForgetProgram(unsigned int program);
     void ForgetFramebuffer(unsigned int framebuffer);
+    /// Forgets the framebuffer binding after the read and draw bindings were
+    /// set apart (blits): the next `BindFramebuffer` issues its call.
+    void InvalidateFramebuffer() { m_Framebuffer = kUnknown; }
 
     void SetDepthTest(bool on);
     bool GetDepthTest() const { return m_DepthTest == 1; }
@@ -48,6 +51,9 @@ public:
     /// Face culling: 0 none, GL_BACK or GL_FRONT.
     void SetCullFace(unsigned int face);
     void SetPolygonOffset(bool on, float factor, float units);
+    /// Alpha to coverage with alpha to one (multisampled targets: the
+    /// fragment's alpha picks the samples it covers, which then get alpha 1).
+    void SetAlphaToCoverage(bool on);
     void SetClearColor(float r, float g, float b, float a);
 
 private:
@@ -68,6 +74,7 @@ private:
     int m_DepthMask = -1;
     int m_ColorMask = -1;
     int m_Blending = -1;
+    int m_AlphaToCoverage = -1;
     unsigned int m_CullFace = kUnknown;
     int m_PolygonOffset = -1;
     float m_OffsetFactor = 0.0f;

@@ -49,7 +49,7 @@ class FrameImageTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        context = EglContext::Create(kSize, kSize);
+        context = EglContext::Create(kSize, kSize, 1);
         ASSERT_TRUE(context) << "no headless OpenGL context";
         device = std::make_unique<GlRenderDevice>(context->GetFramebuffer(), kSize, kSize);
         manager = std::make_shared<SceneManager>(kSize, kSize);

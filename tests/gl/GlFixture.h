@@ -46,7 +46,7 @@ protected:
 
     void SetUp() override
     {
-        context = orvcore::EglContext::Create(kSize, kSize);
+        context = orvcore::EglContext::Create(kSize, kSize, 1);
         ASSERT_TRUE(context) << "no headless OpenGL context";
         device = std::make_unique<orvcore::GlRenderDevice>(context->GetFramebuffer(), kSize, kSize);
     }

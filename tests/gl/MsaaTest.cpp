@@ -1,0 +1,273 @@
+#include "GlFixture.h"
+
+#include <cmath>
+
+#include <orvkernel/device/RenderTarget.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/PointsMaterial.h>
+#include <orvkernel/material/RawShader.h>
+
+using namespace orvcore;
+using namespace orvtest;
+
+namespace {
+
+constexpr uint32_t kColor = 0x8CE0;
+constexpr uint32_t kDepth = 0x8D00;
+
+enum EnumShape { TRIANGLE, POINT, BLENDED_POINT };
+
+/// One way of drawing a black shape on white, and what its edge must look
+/// like afterwards.
+struct Case {
+    const char* name;
+    unsigned int contextSamples;
+    int targetSamples;          ///< -1: draw on the context's framebuffer
+    unsigned int deviceSamples; ///< GlRenderDeviceOptions::TargetSamples
+    bool sampleTarget;          ///< show the target through its texture, else read it back
+    EnumShape shape;
+    bool resize;                ///< resize the context to 48 x 40 first
+    bool smooth;                ///< a third of the edge pixels grey, else none
+    std::size_t warnings;
+};
+
+const Case kCases[] = {
+    {"Window1x", 1, -1, 4, false, TRIANGLE, false, false, 0},
+    {"Window4x", 4, -1, 4, false, TRIANGLE, false, true, 0},
+    {"Window4xResized", 4, -1, 4, false, TRIANGLE, true, true, 0},
+    {"WindowBeyondTheDriver", 1000, -1, 4, false, TRIANGLE, false, true, 1},
+    {"Target4xReadBack", 1, 4, 1, false, TRIANGLE, true, true, 0},
+    {"Target4xSampled", 1, 4, 1, true, TRIANGLE, false, true, 0},
+    {"TargetDeviceDefault", 1, 0, 4, true, TRIANGLE, false, true, 0},
+    {"TargetDeviceSingle", 4, 0, 1, false, TRIANGLE, false, false, 0},
+    {"Target1xSampledOn4x", 4, 1, 4, true, TRIANGLE, false, false, 0},
+    {"TargetBeyondTheDriver", 1, 1000, 4, false, TRIANGLE, false, true, 1},
+    {"Point1x", 1, -1, 4, false, POINT, false, false, 0},
+    {"Point4x", 4, -1, 4, false, POINT, false, true, 0},
+    {"PointInTarget4x", 1, 4, 1, true, POINT, false, true, 0},
+    {"BlendedPoint4x", 4, -1, 4, false, BLENDED_POINT, false, true, 0},
+};
+
+/// The shapes in pixels: a triangle with edges of several slopes, and a
+/// point of radius 10.5.
+const glm::vec2 kTriangle[3] = {{6.3f, 5.1f}, {41.7f, 13.4f}, {17.2f, 36.6f}};
+const glm::vec2 kPointCentre{21.3f, 18.6f};
+constexpr float kPointSize = 21.0f;
+
+bool Inside(EnumShape shape, glm::vec2 p)
+{
+    if (shape != TRIANGLE)
+        return glm::length(p - kPointCentre) <= kPointSize * 0.5f;
+    for (int i = 0; i < 3; ++i) {
+        const glm::vec2 a = kTriangle[i];
+        const glm::vec2 b = kTriangle[(i + 1) % 3];
+        if ((b.x - a.x) * (p.y - a.y) - (b.y - a.y) * (p.x - a.x) < 0.0f)
+            return false;
+    }
+    return true;
+}
+
+class MsaaFixture : public GlTest {
+protected:
+    void SetUp() override {}
+
+    void Open(unsigned int samples, unsigned int targetSamples)
+    {
+        context = EglContext::Create(kSize, kSize, samples);
+        ASSERT_TRUE(context) << "no headless OpenGL context";
+        GlRenderDeviceOptions options;
+        options.TargetSamples = targetSamples;
+        device = std::make_unique<GlRenderDevice>(context->GetFramebuffer(), kSize, kSize, options);
+        width = height = kSize;
+    }
+
+    glm::vec3 ToNdc(glm::vec2 p) const
+    {
+        return glm::vec3(p.x / float(width) * 2.0f - 1.0f, p.y / float(height) * 2.0f - 1.0f, 0.0f);
+    }
+
+    void ClearWhite()
+    {
+        device->SetClearColor(glm::vec4(1.0f));
+        device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
+    }
+
+    void DrawShape(EnumShape shape)
+    {
+        if (shape == TRIANGLE) {
+            auto material = BasicMaterial::Create("black");
+            material->SetColor(glm::vec3(0.0f));
+            device->ActiveMaterial(material);
+            device->Draw(Geometry(PRIMITIVE_TRIANGLES, {ToNdc(kTriangle[0]), ToNdc(kTriangle[1]), ToNdc(kTriangle[2])})
+                             .get(),
+                         0, 0);
+            return;
+        }
+        auto material = PointsMaterial::Create("black");
+        material->SetColor(glm::vec3(0.0f));
+        material->SetPointSize(kPointSize);
+        if (shape == BLENDED_POINT)
+            material->BlendingMode = BLENDING_NORMAL;
+        device->ActiveMaterial(material);
+        device->Draw(Geometry(PRIMITIVE_POINTS, {ToNdc(kPointCentre)}).get(), 0, 0);
+    }
+
+    /// Shows a target's colour over the whole default framebuffer.
+    void ShowTarget(const std::shared_ptr<RenderTarget>& target, uint32_t attachment = kColor)
+    {
+        device->SetTarget(nullptr, nullptr);
+        auto background = MaterialInstance::Create("bg", "background");
+        background->SetDepthTest(false);
+        ASSERT_NE(device->ActiveMaterial(background), nullptr);
+        device->ActiveTexture(0, target, attachment);
+        device->DrawScreenQuad();
+    }
+
+    unsigned int width = kSize;
+    unsigned int height = kSize;
+};
+
+class MsaaTest : public MsaaFixture, public ::testing::WithParamInterface<Case> {};
+
+TEST_P(MsaaTest, EdgesAreSmoothOnlyWhenMultisampled)
+{
+    const Case& c = GetParam();
+    ASSERT_NO_FATAL_FAILURE(Open(c.contextSamples, c.deviceSamples));
+    const unsigned int samples = context->GetSamples();
+    EXPECT_TRUE(c.contextSamples > 1 ? samples > 1 && samples <= c.contextSamples : samples == 1) << samples;
+    if (c.resize) {
+        width = 48;
+        height = 40;
+        context->Resize(width, height);
+        device->Resize(width, height);
+        EXPECT_EQ(context->GetSamples(), samples);
+    }
+    std::shared_ptr<RenderTarget> target;
+    if (c.targetSamples >= 0) {
+        target = std::make_shared<RenderTarget>(width, height, unsigned(c.targetSamples));
+        device->SetTarget(target, nullptr);
+    }
+    ClearWhite();
+    DrawShape(c.shape);
+    if (c.sampleTarget)
+        ShowTarget(target);
+    Read();
+    ASSERT_EQ(image->GetWidth(), width);
+    ASSERT_EQ(image->GetHeight(), height);
+
+    // Pixels wholly inside are black, wholly outside white; those the
+    // silhouette crosses are grey only with multisampling.
+    int edge = 0, greyEdge = 0, grey = 0;
+    for (unsigned int y = 0; y < height; ++y) {
+        for (unsigned int x = 0; x < width; ++x) {
+            int corners = 0;
+            for (int corner = 0; corner < 4; ++corner)
+                corners += Inside(c.shape, glm::vec2(x + (corner & 1), y + (corner >> 1))) ? 1 : 0;
+            const int r = At(x, y).r;
+            const bool isGrey = r > 20 && r < 235;
+            grey += isGrey ? 1 : 0;
+            if (corners == 4)
+                EXPECT_LE(r, 20) << x << "," << y;
+            else if (corners == 0)
+                EXPECT_GE(r, 235) << x << "," << y;
+            else {
+                ++edge;
+                greyEdge += isGrey ? 1 : 0;
+            }
+        }
+    }
+    ASSERT_GT(edge, 40);
+    if (c.smooth)
+        EXPECT_GE(greyEdge * 3, edge) << greyEdge << " of " << edge;
+    else
+        EXPECT_EQ(grey, 0);
+    EXPECT_EQ(log.warnings.size(), c.warnings);
+    for (const std::string& text : log.warnings)
+        EXPECT_NE(text.find("above the driver's maximum"), std::string::npos) << text;
+}
+
+INSTANTIATE_TEST_SUITE_P(Msaa, MsaaTest, ::testing::ValuesIn(kCases),
+                         [](const ::testing::TestParamInfo<Case>& info) { return std::string(info.param.name); });
+
+// Lines keep their width in pixels: every column across a sloped line holds
+// as much ink with multisampling as without, and none is gappy.
+class MsaaLineTest : public MsaaFixture, public ::testing::WithParamInterface<unsigned int> {};
+
+TEST_P(MsaaLineTest, LinesKeepTheirWidth)
+{
+    ASSERT_NO_FATAL_FAILURE(Open(GetParam(), 4));
+    for (const uint8_t lineWidth : {1, 3}) {
+        auto material = BasicMaterial::Create("line");
+        material->SetColor(glm::vec3(0.0f));
+        material->LineWidth = lineWidth;
+        ClearWhite();
+        device->ActiveMaterial(material);
+        device->Draw(Geometry(PRIMITIVE_LINES, {ToNdc({2.0f, 20.0f}), ToNdc({62.0f, 38.0f})}).get(), 0, 0);
+        Read();
+        const float perColumn = float(lineWidth) * std::sqrt(1.0f + 0.3f * 0.3f);
+        for (unsigned int x = 6; x < 58; ++x) {
+            float ink = 0.0f;
+            for (unsigned int y = 0; y < kSize; ++y)
+                ink += float(255 - At(x, y).r) / 255.0f;
+            EXPECT_GE(ink, 0.8f * perColumn) << "width " << int(lineWidth) << " column " << x;
+            EXPECT_LE(ink, perColumn + 1.25f) << "width " << int(lineWidth) << " column " << x;
+        }
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Msaa, MsaaLineTest, ::testing::Values(1u, 4u));
+
+// A multisampled target resolves whenever it was drawn into since its
+// textures were last brought up to date, for colour and depth alike.
+TEST_F(MsaaFixture, TargetTexturesFollowEveryDraw)
+{
+    ASSERT_NO_FATAL_FAILURE(Open(1, 4));
+    auto target = std::make_shared<RenderTarget>(kSize, kSize);
+    const glm::vec2 centre = (kTriangle[0] + kTriangle[1] + kTriangle[2]) / 3.0f;
+    const auto centreRed = [&] { return At(unsigned(centre.x), unsigned(centre.y)).r; };
+    for (int round = 0; round < 2; ++round) {
+        device->SetTarget(target, nullptr);
+        ClearWhite();
+        ShowTarget(target);
+        Read();
+        EXPECT_EQ(centreRed(), 255) << "round " << round;
+        device->SetTarget(target, nullptr);
+        DrawShape(TRIANGLE);
+        ShowTarget(target);
+        Read();
+        EXPECT_EQ(centreRed(), 0) << "round " << round;
+    }
+    // Read back straight from the target after one more clear.
+    device->SetTarget(target, nullptr);
+    device->SetClearColor(glm::vec4(0.0f, 1.0f, 0.0f, 1.0f));
+    device->ClearBuffers(CLEAR_COLOR);
+    Read();
+    EXPECT_TRUE(Near(At(0, 0), Rgba{0, 255, 0, 255}, 0)) << At(0, 0);
+
+    // Depth: the triangle at window depth 0.25 over the cleared 1.
+    auto depthView = RawShader::Create("depth view",
+                                       "#include \"vertex_common.glsl\"\n"
+                                       "void main() { PassVaryings(vec4(position, 1.0));"
+                                       " gl_Position = vec4(position.xy, 0.0, 1.0); }\n",
+                                       "#include \"fragment_common.glsl\"\n"
+                                       "uniform sampler2D depthMap;\n"
+                                       "void main() { fragColor = vec4(vec3(texture(depthMap, vIn.uv).r), 1.0); }\n");
+    auto material = BasicMaterial::Create("near");
+    device->SetTarget(target, nullptr);
+    ClearWhite();
+    device->ActiveMaterial(material);
+    device->Draw(Geometry(PRIMITIVE_TRIANGLES, {glm::vec3(ToNdc(kTriangle[0]).x, ToNdc(kTriangle[0]).y, -0.5f),
+                                                glm::vec3(ToNdc(kTriangle[1]).x, ToNdc(kTriangle[1]).y, -0.5f),
+                                                glm::vec3(ToNdc(kTriangle[2]).x, ToNdc(kTriangle[2]).y, -0.5f)})
+                     .get(),
+                 0, 0);
+    device->SetTarget(nullptr, nullptr);
+    ASSERT_NE(device->ActiveShader(depthView.get()), nullptr);
+    device->ActiveTexture(0, target, kDepth);
+    device->DrawScreenQuad();
+    Read();
+    EXPECT_NEAR(centreRed(), 64, 2);
+    EXPECT_EQ(At(60, 60).r, 255);
+}
+
+} // namespace

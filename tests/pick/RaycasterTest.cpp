@@ -1,7 +1,7 @@
 #include <orvcommon/Math.h>
+#include <orvkernel/camera/CameraOperator.h>
 #include <orvcore/pick/PickNodeByRayVisitor.h>
 #include <orvcore/pick/Raycaster.h>
-#include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/SceneManager.h>
@@ -10,12 +10,11 @@
 #include <cmath>
 
 #include <glm/gtc/matrix_transform.hpp>
-#include <glm/matrix.hpp>
 #include <gtest/gtest.h>
-#include <orvkernel/camera/CameraOperator.h>
 
-#include "PickFixture.h"
+#include "Expect.h"
 #include "ShapeFactory.h"
+#include "TestNodes.h"
 
 using namespace orvcore;
 using orvtest::Primitive;
@@ -26,54 +25,48 @@ namespace {
 
 constexpr int kCx = 100, kCy = 100; // cursor at the centre of a 200 x 200 view
 
+std::shared_ptr<PrimitiveSceneNode> Node(const std::shared_ptr<PrimitiveShape>& primitive)
+{
+    return std::make_shared<PrimitiveSceneNode>(primitive);
+}
+
 // World point at depth plane z = 0 that appears (dx, dy) viewport pixels
 // from the cursor; nudged towards the cursor until the projected offset is
 // no larger than asked (projection rounding may overshoot by a few ulps).
 glm::vec3 PointAtPixelOffset(const Camera& camera, float dx, float dy)
 {
-    const glm::vec3 centre = CameraOperator::WorldPointToWindowPoint(camera, glm::vec3(0.0f));
-    glm::vec3 p = CameraOperator::WindowPointToWorldPoint(camera, glm::vec3(centre.x + dx, centre.y - dy, centre.z));
+    const glm::vec3 c = CameraOperator::WorldPointToViewportPoint(camera, glm::vec3(0.0f));
+    glm::vec3 p = CameraOperator::WindowPointToWorldPoint(camera, glm::vec3(kCx + dx, kCy - dy, 0.5f));
     p.z = 0.0f;
     for (int i = 0; i < 1000; ++i) {
         const glm::vec3 v = CameraOperator::WorldPointToViewportPoint(camera, p);
-        const glm::vec3 c = CameraOperator::WorldPointToViewportPoint(camera, glm::vec3(0.0f));
-        bool moved = false;
-        if (std::fabs(v.x - c.x) > std::fabs(dx)) {
-            p.x = std::nextafter(p.x, 0.0f);
-            moved = true;
-        }
-        if (std::fabs(v.y - c.y) > std::fabs(dy)) {
-            p.y = std::nextafter(p.y, 0.0f);
-            moved = true;
-        }
-        if (!moved)
+        const bool overX = std::fabs(v.x - c.x) > std::fabs(dx), overY = std::fabs(v.y - c.y) > std::fabs(dy);
+        if (!overX && !overY)
             break;
+        p.x = overX ? std::nextafter(p.x, 0.0f) : p.x;
+        p.y = overY ? std::nextafter(p.y, 0.0f) : p.y;
     }
     return p;
-}
-
-std::size_t PickPoint(const glm::vec3& p, unsigned filter = 7)
-{
-    auto camera = orvtest::TopOrthoCamera();
-    // Two far points widen the node's box: the coarse bounding-sphere test
-    // must not be what rejects the point under test.
-    auto root = Root({std::make_shared<PrimitiveSceneNode>(
-        Primitive(PRIMITIVE_POINTS, {glm::vec3(-60, -60, 0), p, glm::vec3(60, 60, 0)}))});
-    Raycaster caster(camera, filter, kCx, kCy);
-    return caster.HitTest(root);
 }
 
 } // namespace
 
 TEST(Raycaster, ScreenThresholdIsAnInclusiveSquare)
 {
-    auto camera = orvtest::TopOrthoCamera();
-    EXPECT_EQ(PickPoint(PointAtPixelOffset(*camera, 6.0f, 0.0f)), 1u);
-    EXPECT_EQ(PickPoint(PointAtPixelOffset(*camera, 0.0f, 6.0f)), 1u);
-    EXPECT_EQ(PickPoint(PointAtPixelOffset(*camera, -6.0f, -6.0f)), 1u); // a square, not a circle
-    EXPECT_EQ(PickPoint(PointAtPixelOffset(*camera, 6.01f, 0.0f)), 0u);
-    EXPECT_EQ(PickPoint(PointAtPixelOffset(*camera, 0.0f, -6.01f)), 0u);
-    EXPECT_EQ(PickPoint(PointAtPixelOffset(*camera, 6.01f, 6.01f)), 0u);
+    auto camera = orvtest::TopCamera();
+    // Two far points widen the node's box: the coarse bounding-sphere test
+    // must not be what rejects the point under test.
+    const auto picks = [&](float dx, float dy) {
+        const glm::vec3 p = PointAtPixelOffset(*camera, dx, dy);
+        Raycaster caster(camera, 7, kCx, kCy);
+        return caster.HitTest(Root({Node(Primitive(PRIMITIVE_POINTS, {{-60, -60, 0}, p, {60, 60, 0}}))}));
+    };
+    EXPECT_EQ(picks(6.0f, 0.0f), 1u);
+    EXPECT_EQ(picks(0.0f, 6.0f), 1u);
+    EXPECT_EQ(picks(-6.0f, -6.0f), 1u); // a square, not a circle
+    EXPECT_EQ(picks(6.01f, 0.0f), 0u);
+    EXPECT_EQ(picks(0.0f, -6.01f), 0u);
+    EXPECT_EQ(picks(6.01f, 6.01f), 0u);
 
     // Inclusive to the exact measured offset.
     const glm::vec3 p = PointAtPixelOffset(*camera, 4.3f, 0.0f);
@@ -84,17 +77,12 @@ TEST(Raycaster, ScreenThresholdIsAnInclusiveSquare)
     EXPECT_TRUE(caster.TestDistanceThreshold(p, glm::vec3(0.0f)));
     caster.SetScreenThreshold(std::nextafter(dx, 0.0f));
     EXPECT_FALSE(caster.TestDistanceThreshold(p, glm::vec3(0.0f)));
-}
 
-TEST(Raycaster, LinesWithinThresholdAndDistancesAreSquared)
-{
-    auto camera = orvtest::TopOrthoCamera();
-    const glm::vec3 side = PointAtPixelOffset(*camera, 5.0f, 0.0f);
-    auto line = std::make_shared<PrimitiveSceneNode>(
-        Primitive(PRIMITIVE_LINES, {{side.x, -50, -20}, {side.x, 50, -20}})); // vertical line 5 px right
-    auto root = Root({line});
-    Raycaster caster(camera, 7, kCx, kCy);
-    ASSERT_EQ(caster.HitTest(root), 1u);
+    // A line 5 pixels right is hit where it passes, with the squared distance.
+    caster.SetScreenThreshold(6.0f);
+    const glm::vec3 side = PointAtPixelOffset(*camera, 5.0f, 0.0f), far = PointAtPixelOffset(*camera, 9.0f, 0.0f);
+    auto line = Node(Primitive(PRIMITIVE_LINES, {{side.x, -50, -20}, {side.x, 50, -20}}));
+    ASSERT_EQ(caster.HitTest(Root({line})), 1u);
     const PickedItem& hit = caster.GetTopItem();
     EXPECT_EQ(hit.GetNode(), line.get());
     EXPECT_EQ(hit.GetShapeType(), SHAPE_FILTER_EDGE);
@@ -102,21 +90,18 @@ TEST(Raycaster, LinesWithinThresholdAndDistancesAreSquared)
     EXPECT_NEAR(hit.GetPosition().z, -20.0f, 1e-4f);
     const glm::vec3 d = hit.GetPosition() - caster.GetRay().getOrigin();
     EXPECT_FLOAT_EQ(hit.GetPoint().GetDistance(), glm::dot(d, d));
-
-    // A line further out than the threshold is a miss.
-    const glm::vec3 far = PointAtPixelOffset(*camera, 9.0f, 0.0f);
-    auto missRoot = Root({std::make_shared<PrimitiveSceneNode>(
-        Primitive(PRIMITIVE_LINES, {{far.x, -50, 0}, {far.x, 50, 0}}))});
-    EXPECT_EQ(caster.HitTest(missRoot), 0u);
+    EXPECT_EQ(caster.HitTest(Root({Node(Primitive(PRIMITIVE_LINES, {{far.x, -50, 0}, {far.x, 50, 0}}))})), 0u);
 }
 
-TEST(Raycaster, PickFilterSelectsPrimitiveKinds)
+TEST(Raycaster, FilterVisibilityAndPickabilityDecideWhatIsHitNearestFirst)
 {
-    auto camera = orvtest::TopOrthoCamera();
-    auto point = std::make_shared<PrimitiveSceneNode>(Primitive(PRIMITIVE_POINTS, {{0, 0, 10}}));
-    auto line = std::make_shared<PrimitiveSceneNode>(Primitive(PRIMITIVE_LINES, {{-5, 0, 5}, {5, 0, 5}}));
-    auto face = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 5));
-    auto root = Root({point, line, face});
+    auto camera = orvtest::TopCamera();
+    auto point = Node(Primitive(PRIMITIVE_POINTS, {{0, 0, 10}}));
+    auto line = Node(Primitive(PRIMITIVE_LINES, {{-5, 0, 5}, {5, 0, 5}}));
+    auto face = Node(Square(0, 0, 0, 5));
+    auto group = std::make_shared<GroupSceneNode>();
+    group->AddNode(face);
+    auto root = Root({point, line, group});
 
     Raycaster all(camera, 7, kCx, kCy);
     ASSERT_EQ(all.HitTest(root), 3u);
@@ -124,69 +109,33 @@ TEST(Raycaster, PickFilterSelectsPrimitiveKinds)
     EXPECT_EQ(all.GetIntersects()[0].GetNode(), point.get());
     EXPECT_EQ(all.GetIntersects()[1].GetNode(), line.get());
     EXPECT_EQ(all.GetIntersects()[2].GetNode(), face.get());
-
     Raycaster faces(camera, 4, kCx, kCy);
     ASSERT_EQ(faces.HitTest(root), 1u);
-    EXPECT_EQ(faces.GetTopItem().GetNode(), face.get());
     EXPECT_EQ(faces.GetTopItem().GetShapeType(), SHAPE_FILTER_FACE);
-
-    Raycaster none(camera, 0, kCx, kCy);
-    EXPECT_EQ(none.HitTest(root), 0u);
-    EXPECT_FALSE(none.IsPickable(PRIMITIVE_TRIANGLES));
+    EXPECT_EQ(Raycaster(camera, 0, kCx, kCy).HitTest(root), 0u);
     EXPECT_FALSE(all.IsPickable(PRIMITIVE_UNDEFINED));
-}
-
-TEST(Raycaster, HiddenAndNonPickableSubtrees)
-{
-    auto camera = orvtest::TopOrthoCamera();
-    auto face = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 5));
-    auto group = std::make_shared<GroupSceneNode>();
-    group->AddNode(face);
-    auto root = Root({group});
 
     group->SetPickable(false);
-    Raycaster caster(camera, 7, kCx, kCy);
-    EXPECT_EQ(caster.HitTest(root), 0u);
+    EXPECT_EQ(faces.HitTest(root), 0u);
     // Tools that must reach non-pickable nodes walk without respecting the flag.
-    PickNodeByRayVisitor all(caster, false);
-    root->Accept(all);
-    EXPECT_EQ(caster.Sort(), 1u);
-
+    PickNodeByRayVisitor ignoring(faces, false);
+    root->Accept(ignoring);
+    EXPECT_EQ(faces.Sort(), 1u);
     group->SetPickable(true);
     group->SetVisible(false); // hidden is never hit, whatever the flag
-    EXPECT_EQ(caster.HitTest(root), 0u);
-    caster.Clear();
-    PickNodeByRayVisitor ignoring(caster, false);
+    EXPECT_EQ(faces.HitTest(root), 0u);
+    faces.Clear();
     root->Accept(ignoring);
-    EXPECT_EQ(caster.GetCount(), 0u);
+    EXPECT_EQ(faces.GetCount(), 0u);
 }
 
-TEST(Raycaster, TopItemFallsBackToTheConstructionPlane)
-{
-    auto camera = std::make_shared<Camera>(200, 200, glm::vec3(30, -40, 50), glm::vec3(0.0f), glm::vec3(0, 0, 1));
-    auto root = Root({std::make_shared<PrimitiveSceneNode>(Square(500, 500, 0, 1))});
-    Raycaster caster(camera, 7, 37, 150);
-    EXPECT_EQ(caster.HitTest(root), 0u);
-    const PickedItem& top = caster.GetTopItem();
-    EXPECT_TRUE(top.IsNull());
-    EXPECT_NEAR(top.GetPosition().z, 0.0f, 1e-3f);
-    // The point lies on the ray.
-    const glm::vec3 w = CameraOperator::WorldPointToWindowPoint(*camera, top.GetPosition());
-    EXPECT_NEAR(w.x, 37.0f, 1e-2f);
-    EXPECT_NEAR(w.y, 150.0f, 1e-2f);
-}
-
-TEST(Raycaster, TransformedNodesReportWorldHits)
+TEST(Raycaster, TransformedNodesReportWorldHitsAndMissesFallOnThePlane)
 {
     auto camera = std::make_shared<Camera>(300, 200, glm::vec3(10, 20, 80), glm::vec3(0.0f), glm::vec3(0, 1, 0));
-    auto node = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 1));
-    glm::mat4 m = glm::translate(glm::mat4(1.0f), glm::vec3(3, -2, 5));
-    m = glm::rotate(m, 0.6f, glm::vec3(1, 0, 0));
-    m = glm::scale(m, glm::vec3(4.0f));
-    node->SetTransform(m);
+    auto node = Node(Square(0, 0, 0, 1));
+    node->SetTransform(glm::scale(glm::rotate(orvtest::Translate(3, -2, 5), 0.6f, glm::vec3(1, 0, 0)), glm::vec3(4)));
     auto root = Root({node});
-
-    const glm::vec3 target = glm::vec3(m * glm::vec4(0.3f, -0.2f, 0.0f, 1.0f));
+    const glm::vec3 target = Math::transformVec3(node->GetTransform(), glm::vec3(0.3f, -0.2f, 0.0f));
     const glm::vec3 w = CameraOperator::WorldPointToWindowPoint(*camera, target);
     Raycaster caster(camera, 7, int(std::lround(w.x)), int(std::lround(w.y)));
     ASSERT_EQ(caster.HitTest(root), 1u);
@@ -195,12 +144,20 @@ TEST(Raycaster, TransformedNodesReportWorldHits)
     EXPECT_LT(glm::distance(hit.GetPosition(), target), 0.3f);                // within a pixel of the target
     const glm::vec3 d = hit.GetPosition() - caster.GetRay().getOrigin();
     EXPECT_FLOAT_EQ(hit.GetPoint().GetDistance(), glm::dot(d, d));
-    EXPECT_EQ(hit.GetShapeIndex(), 0u);
+
+    // Without hits the top item is a null item where the ray meets the XY plane.
+    Raycaster miss(camera, 7, 37, 150);
+    EXPECT_EQ(miss.HitTest(Root({Node(Square(500, 500, 0, 1))})), 0u);
+    EXPECT_TRUE(miss.GetTopItem().IsNull());
+    EXPECT_NEAR(miss.GetTopItem().GetPosition().z, 0.0f, 1e-3f);
+    const glm::vec3 onRay = CameraOperator::WorldPointToWindowPoint(*camera, miss.GetTopItem().GetPosition());
+    EXPECT_NEAR(onRay.x, 37.0f, 1e-2f);
+    EXPECT_NEAR(onRay.y, 150.0f, 1e-2f);
 }
 
 TEST(Raycaster, ShapeNodeReportsItsNearestPickableMember)
 {
-    auto camera = orvtest::TopOrthoCamera();
+    auto camera = orvtest::TopCamera();
     // Members 0 and 1 are the same square (equal distance): the lower index wins.
     auto compound = std::make_shared<CompoundShape>(std::vector<std::shared_ptr<PrimitiveShape>>{
         Square(0, 0, 0, 3), Square(0, 0, 0, 3), Primitive(PRIMITIVE_POINTS, {{0, 0, 20}}), Square(0, 0, -5, 3)});
@@ -212,44 +169,35 @@ TEST(Raycaster, ShapeNodeReportsItsNearestPickableMember)
     ASSERT_EQ(faces.HitTest(root), 1u); // one item per shape node
     EXPECT_EQ(faces.GetTopItem().GetShapeIndex(), 0u);
     EXPECT_NEAR(faces.GetTopItem().GetPosition().z, 1.0f, 1e-4f);
-
     Raycaster all(camera, 7, kCx, kCy);
     ASSERT_EQ(all.HitTest(root), 1u);
     EXPECT_EQ(all.GetTopItem().GetShapeIndex(), 2u); // the point, nearest along the ray
     EXPECT_EQ(all.GetTopItem().GetShapeType(), SHAPE_FILTER_VERTEX);
     EXPECT_NEAR(all.GetTopItem().GetPosition().z, 21.0f, 1e-4f);
-}
 
-TEST(Raycaster, UpdateSceneNodeFillsOnlyMissingNodes)
-{
-    auto camera = orvtest::TopOrthoCamera();
-    Raycaster caster(camera, 7, kCx, kCy);
-    auto a = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 1));
-    auto b = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 0, 1));
-    caster.AddIntersect(PickedItem(static_cast<SceneNode*>(nullptr), IntersectPoint(SHAPE_FILTER_FACE, 0, {}, 2.0f)));
-    caster.AddIntersect(PickedItem(a.get(), IntersectPoint(SHAPE_FILTER_FACE, 0, {}, 1.0f)));
-    caster.UpdateSceneNode(b.get());
-    EXPECT_EQ(caster.GetIntersects()[0].GetNode(), b.get());
-    EXPECT_EQ(caster.GetIntersects()[1].GetNode(), a.get());
-    EXPECT_EQ(caster.Sort(), 2u);
-    EXPECT_EQ(caster.GetTopItem().GetNode(), a.get());
+    // Items added by hand: UpdateSceneNode fills only those without a node.
+    auto a = Node(Square(0, 0, 0, 1)), b = Node(Square(0, 0, 0, 1));
+    all.Clear();
+    all.AddIntersect(PickedItem(static_cast<SceneNode*>(nullptr), IntersectPoint(SHAPE_FILTER_FACE, 0, {}, 2.0f)));
+    all.AddIntersect(PickedItem(a.get(), IntersectPoint(SHAPE_FILTER_FACE, 0, {}, 1.0f)));
+    all.UpdateSceneNode(b.get());
+    EXPECT_EQ(all.GetIntersects()[0].GetNode(), b.get());
+    EXPECT_EQ(all.Sort(), 2u);
+    EXPECT_EQ(all.GetTopItem().GetNode(), a.get());
 }
 
 TEST(Raycaster, ScenesOfAManagerMergeIntoOneSortedList)
 {
     auto manager = std::make_shared<SceneManager>(200, 200);
     manager->SetCoodinateGrid(nullptr);
-    auto camera = manager->GetCamera(); // orthographic, looking down -Z from z = 500
-    auto low = std::make_shared<PrimitiveSceneNode>(Square(0, 0, -10, 5));
-    auto high = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 20, 5));
-    auto mid = std::make_shared<PrimitiveSceneNode>(Square(0, 0, 5, 5));
+    auto low = Node(Square(0, 0, -10, 5)), high = Node(Square(0, 0, 20, 5)), mid = Node(Square(0, 0, 5, 5));
     manager->GetScene()->AddNode(low);
     manager->GetTempScene()->AddNode(high);
     manager->GetScene()->AddNode(mid);
     mid->SetPickable(false);
     manager->UpdateWorld();
 
-    Raycaster caster(camera, 7, kCx, kCy);
+    Raycaster caster(manager->GetCamera(), 7, kCx, kCy); // orthographic, looking down -Z from z = 500
     ASSERT_EQ(caster.HitTest(manager), 2u);
     EXPECT_EQ(caster.GetIntersects()[0].GetNode(), high.get()); // from the second scene, nearest
     EXPECT_EQ(caster.GetIntersects()[1].GetNode(), low.get());
@@ -271,9 +219,9 @@ TEST(Raycaster, SearchRadiusNeverCutsOffAnAcceptedHit)
     };
     for (int i = 0; i < 600; ++i)
         points.emplace_back(next(), next(), next() * 0.3f);
-    auto node = std::make_shared<PrimitiveSceneNode>(orvtest::Primitive(PRIMITIVE_LINES, points));
+    auto node = Node(Primitive(PRIMITIVE_LINES, points));
     node->SetTransform(glm::scale(glm::rotate(glm::mat4(1.0f), 0.4f, glm::vec3(0, 0, 1)), glm::vec3(1.5f)));
-    auto root = orvtest::Root({node});
+    auto root = Root({node});
 
     int accepted = 0;
     for (int y = 20; y < 240; y += 11) {
@@ -284,12 +232,12 @@ TEST(Raycaster, SearchRadiusNeverCutsOffAnAcceptedHit)
             local.applyMatrix(glm::inverse(world));
             const IntersectPoint nearest = node->GetPrimitive()->ComputeNearestPoint(local);
             ASSERT_TRUE(nearest.IsHit());
-            const glm::vec3 hit = Math::transformVec3(world, nearest.GetLocalPosition());
-            const glm::vec3 onRay = Math::transformVec3(world, local.getPoint(nearest.GetDistance()));
-            if (!caster.TestDistanceThreshold(hit, onRay))
+            const glm::vec3 onRay = local.getPoint(nearest.GetDistance());
+            if (!caster.TestDistanceThreshold(Math::transformVec3(world, nearest.GetLocalPosition()),
+                                              Math::transformVec3(world, onRay)))
                 continue;
             ++accepted;
-            const float d = glm::distance(nearest.GetLocalPosition(), local.getPoint(nearest.GetDistance()));
+            const float d = glm::distance(nearest.GetLocalPosition(), onRay);
             EXPECT_LE(d, caster.LocalSearchRadius(world, node->GetWorldBBox())) << x << "," << y;
             EXPECT_EQ(caster.HitTest(root), 1u) << x << "," << y;
         }

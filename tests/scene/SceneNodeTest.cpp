@@ -1,67 +1,38 @@
+// Nodes and groups: parents, update requests, world transforms and boxes,
+// clones, iteration.
 #include <orvcore/scene/GeneralSceneNode.h>
 #include <orvcore/scene/GroupSceneNode.h>
 
-#include <glm/gtc/matrix_transform.hpp>
+#include <set>
+
 #include <gtest/gtest.h>
 
+#include "Expect.h"
+#include "LogCapture.h"
 #include "TestNodes.h"
 
 using namespace orvcore;
 using orvtest::MakeLeaf;
 using orvtest::TestLeaf;
+using orvtest::Translate;
+using Box = AxisAlignedBox;
+using Texts = std::vector<std::string>;
 
-namespace {
-glm::mat4 Translate(float x, float y, float z) { return glm::translate(glm::mat4(1.0f), glm::vec3(x, y, z)); }
-} // namespace
-
-TEST(SceneNode, NewNodeState)
-{
-    TestLeaf node;
-    EXPECT_EQ(node.GetTransform(), glm::mat4(1.0f));
-    EXPECT_EQ(node.GetWorldTransform(), glm::mat4(1.0f));
-    EXPECT_TRUE(node.GetBoundingBox().isNull());
-    EXPECT_TRUE(node.GetCastShadow());
-    EXPECT_TRUE(node.GetPickable());
-    EXPECT_TRUE(node.GetCulling());
-    EXPECT_TRUE(node.GetVisible());
-    EXPECT_EQ(node.GetUpdateVersion(), 1u);
-    EXPECT_EQ(node.GetParent(), nullptr);
-    EXPECT_EQ(node.GetUserId(), 0u);
-    EXPECT_EQ(node.GetId(), uint64_t(node.GetObjectId()));
-}
-
-TEST(SceneNode, SetTransformNeedsRequstUpdateToReachTheWorld)
-{
-    auto root = std::make_shared<GroupSceneNode>();
-    auto leaf = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
-    root->AddNode(leaf);
-    root->UpdateTransform(glm::mat4(1.0f));
-    EXPECT_EQ(leaf->GetUpdateVersion(), 0u);
-    EXPECT_EQ(root->GetUpdateVersion(), 0u);
-
-    // SetTransform only stores: the node stays clean until RequstUpdate.
-    leaf->SetTransform(Translate(5, 0, 0));
-    EXPECT_EQ(leaf->GetUpdateVersion(), 0u);
-    EXPECT_EQ(root->GetUpdateVersion(), 0u);
-    EXPECT_EQ(leaf->GetWorldTransform(), glm::mat4(1.0f));
-
-    leaf->RequstUpdate();
-    EXPECT_EQ(leaf->GetUpdateVersion(), 1u);
-    EXPECT_EQ(root->GetUpdateVersion(), 1u);
-    root->UpdateTransform(Translate(0, 0, 2));
-    EXPECT_EQ(leaf->GetWorldTransform(), Translate(5, 0, 2));
-    EXPECT_EQ(leaf->GetWorldBBox(), AxisAlignedBox(glm::vec3(5, 0, 2), glm::vec3(6, 1, 3)));
-    EXPECT_EQ(leaf->GetUpdateVersion(), 0u);
-}
-
-TEST(SceneNode, RequstUpdateRaisesEveryAncestorByOne)
+TEST(SceneNode, UpdateRequestsRaiseThePathAndUpdatesClearIt)
 {
     auto a = std::make_shared<GroupSceneNode>();
     auto b = std::make_shared<GroupSceneNode>();
-    auto c = std::make_shared<TestLeaf>();
+    auto c = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    EXPECT_EQ(c->GetUpdateVersion(), 1u); // born dirty
     a->AddNode(b);
     b->AddNode(c);
     a->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(c->GetUpdateVersion() + b->GetUpdateVersion() + a->GetUpdateVersion(), 0u);
+
+    // SetTransform only stores: the node stays clean until RequstUpdate.
+    c->SetTransform(Translate(5, 0, 0));
+    EXPECT_EQ(c->GetUpdateVersion() + a->GetUpdateVersion(), 0u);
+    EXPECT_EQ(c->GetWorldTransform(), glm::mat4(1.0f));
     c->RequstUpdate();
     c->RequstUpdate();
     EXPECT_EQ(c->GetUpdateVersion(), 2u);
@@ -69,19 +40,14 @@ TEST(SceneNode, RequstUpdateRaisesEveryAncestorByOne)
     EXPECT_EQ(a->GetUpdateVersion(), 2u);
     b->RequstUpdate(); // only upwards
     EXPECT_EQ(c->GetUpdateVersion(), 2u);
-    EXPECT_EQ(b->GetUpdateVersion(), 3u);
     EXPECT_EQ(a->GetUpdateVersion(), 3u);
-    c->SetUpdateVersion(0);
-    EXPECT_EQ(c->GetUpdateVersion(), 0u);
-}
 
-TEST(SceneNode, VisiblePathFollowsEveryAncestor)
-{
-    auto a = std::make_shared<GroupSceneNode>();
-    auto b = std::make_shared<GroupSceneNode>();
-    auto c = std::make_shared<TestLeaf>();
-    a->AddNode(b);
-    b->AddNode(c);
+    a->UpdateTransform(Translate(0, 0, 2));
+    EXPECT_EQ(c->GetWorldTransform(), Translate(5, 0, 2));
+    EXPECT_EQ(c->GetWorldBBox(), Box(glm::vec3(5, 0, 2), glm::vec3(6, 1, 3)));
+    EXPECT_EQ(c->GetUpdateVersion() + b->GetUpdateVersion() + a->GetUpdateVersion(), 0u);
+
+    // Visibility of the path follows every ancestor.
     EXPECT_TRUE(c->IsVisiblePath());
     a->SetVisible(false);
     EXPECT_TRUE(c->GetVisible());
@@ -92,17 +58,32 @@ TEST(SceneNode, VisiblePathFollowsEveryAncestor)
     EXPECT_TRUE(b->IsVisiblePath());
 }
 
-TEST(SceneNode, ComputeBoundingBoxUsesTransformAndOptionalMatrix)
+TEST(SceneNode, BoxesInParentSpaceAndCachedWorldBoxesFollowEveryChange)
 {
-    TestLeaf leaf(AxisAlignedBox(glm::vec3(-1.0f), glm::vec3(1.0f)));
+    TestLeaf leaf(Box(glm::vec3(-1.0f), glm::vec3(1.0f)));
     leaf.SetTransform(glm::scale(Translate(10, 0, 0), glm::vec3(2.0f)));
-    EXPECT_EQ(leaf.ComputeBoundingBox(nullptr), AxisAlignedBox(glm::vec3(8, -2, -2), glm::vec3(12, 2, 2)));
+    EXPECT_EQ(leaf.ComputeBoundingBox(nullptr), Box(glm::vec3(8, -2, -2), glm::vec3(12, 2, 2)));
     const glm::mat4 parent = Translate(0, 100, 0);
-    EXPECT_EQ(leaf.ComputeBoundingBox(&parent), AxisAlignedBox(glm::vec3(8, 98, -2), glm::vec3(12, 102, 2)));
-    // The local box itself is untouched, and setting it does not move the world box.
-    EXPECT_EQ(leaf.GetBoundingBox(), AxisAlignedBox(glm::vec3(-1.0f), glm::vec3(1.0f)));
-    leaf.SetBoundingBox(AxisAlignedBox(glm::vec3(0.0f), glm::vec3(3.0f)));
-    EXPECT_TRUE(leaf.GetWorldBBox().isNull());
+    EXPECT_EQ(leaf.ComputeBoundingBox(&parent), Box(glm::vec3(8, 98, -2), glm::vec3(12, 102, 2)));
+    EXPECT_EQ(leaf.GetBoundingBox(), Box(glm::vec3(-1.0f), glm::vec3(1.0f))); // untouched
+    leaf.SetBoundingBox(Box(glm::vec3(0.0f), glm::vec3(3.0f)));
+    EXPECT_TRUE(leaf.GetWorldBBox().isNull()); // not updated yet
+
+    auto root = std::make_shared<GroupSceneNode>();
+    auto child = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    root->AddNode(child);
+    root->UpdateTransform(glm::mat4(1.0f));
+    root->UpdateTransform(glm::mat4(1.0f)); // same matrices again
+    child->SetBoundingBox(Box(glm::vec3(0.0f), glm::vec3(3.0f))); // same world matrix, new box
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(child->GetWorldBBox(), Box(glm::vec3(0.0f), glm::vec3(3.0f)));
+    EXPECT_EQ(root->GetBoundingBox(), Box(glm::vec3(0.0f), glm::vec3(3.0f)));
+    root->UpdateTransform(Translate(1, 0, 0)); // new parent matrix
+    EXPECT_EQ(child->GetWorldBBox(), Box(glm::vec3(1, 0, 0), glm::vec3(4, 3, 3)));
+    child->SetTransform(Translate(0, 2, 0)); // new local matrix: the parent-space box follows
+    EXPECT_EQ(child->ComputeBoundingBox(nullptr), Box(glm::vec3(0, 2, 0), glm::vec3(3, 5, 3)));
+    root->UpdateTransform(Translate(1, 0, 0));
+    EXPECT_EQ(root->GetWorldBBox(), Box(glm::vec3(1, 2, 0), glm::vec3(4, 5, 3)));
 }
 
 TEST(SceneNode, CloneCopiesExactlyTheBaseProperties)
@@ -128,59 +109,209 @@ TEST(SceneNode, CloneCopiesExactlyTheBaseProperties)
     EXPECT_EQ(clone->GetWorldTransform(), src->GetWorldTransform());
     EXPECT_EQ(clone->GetBoundingBox(), src->GetBoundingBox());
     EXPECT_EQ(clone->GetWorldBBox(), src->GetWorldBBox());
-    EXPECT_FALSE(clone->GetCastShadow());
-    EXPECT_FALSE(clone->GetVisible());
+    EXPECT_FALSE(clone->GetCastShadow() || clone->GetVisible());
     // Not copied: a clone starts pickable, cullable, parentless, dirty, without overrides.
-    EXPECT_TRUE(clone->GetPickable());
-    EXPECT_TRUE(clone->GetCulling());
+    EXPECT_TRUE(clone->GetPickable() && clone->GetCulling());
     EXPECT_EQ(clone->GetParent(), nullptr);
     EXPECT_EQ(clone->GetUpdateVersion(), 1u);
-    EXPECT_FALSE(clone->GetOverrideFaceMaterial());
-    EXPECT_FALSE(clone->GetOverrideEdgeMaterial());
-
-    // The general node base itself cannot be cloned.
-    EXPECT_FALSE(GeneralSceneNode().Clone());
+    EXPECT_FALSE(clone->GetOverrideFaceMaterial() || clone->GetOverrideEdgeMaterial());
+    EXPECT_FALSE(GeneralSceneNode().Clone()); // the general node base cannot be cloned
 }
 
-TEST(SceneNode, CastsAreCheckedAndVisitorsDispatchOnce)
+TEST(GroupSceneNode, ParentsAreSetOnceAndCyclesRefused)
 {
-    GroupSceneNode group;
-    TestLeaf leaf;
-    GfxObject plain;
-    EXPECT_EQ(SceneNode::Cast(static_cast<GfxObject*>(&group)), &group);
-    EXPECT_EQ(SceneNode::Cast(&plain), nullptr);
-    EXPECT_EQ(GroupSceneNode::Cast(static_cast<SceneNode*>(&leaf)), nullptr);
-    EXPECT_EQ(GeneralSceneNode::Cast(static_cast<SceneNode*>(&leaf)), &leaf);
-    const SceneNode* constGroup = &group;
-    EXPECT_EQ(GroupSceneNode::Cast(constGroup), &group);
-    EXPECT_EQ(GeneralSceneNode::Cast(constGroup), nullptr);
+    orvtest::LogCapture log;
+    auto group = std::make_shared<GroupSceneNode>();
+    auto other = std::make_shared<GroupSceneNode>();
+    auto leaf = std::make_shared<TestLeaf>();
+    group->AddNode(leaf);
+    EXPECT_EQ(leaf->GetParent(), group.get());
+    group->AddNode(leaf); // same node again: it has a parent now
+    other->AddNode(leaf);
+    group->AddNode(nullptr);
+    EXPECT_EQ(group->GetCount(), 1u);
+    EXPECT_EQ(other->GetCount(), 0u);
+    EXPECT_EQ(log.warnings, (Texts{"The node already has parent!", "The node already has parent!",
+                                   "SceneNode is null!"}));
 
-    orvtest::RecordingVisitor visitor;
-    leaf.Accept(visitor);
-    ASSERT_EQ(visitor.visits.size(), 1u);
-    EXPECT_EQ(visitor.visits[0].first, "general");
+    // Removal keeps the parent link (deliberately) until it is cleared.
+    EXPECT_TRUE(group->RemoveNode(leaf->GetId()));
+    EXPECT_FALSE(group->RemoveNode(leaf->GetId()));
+    EXPECT_EQ(leaf->GetParent(), group.get());
+    other->AddNode(leaf);
+    EXPECT_EQ(other->GetCount(), 0u);
+    leaf->SetParent(nullptr);
+    other->AddNode(leaf);
+    EXPECT_EQ(leaf->GetParent(), other.get());
 
-    // General node defaults: no hits, not a document.
-    EXPECT_FALSE(leaf.IsDocumentNode());
+    log.warnings.clear();
+    group->AddNode(other);
+    other->AddNode(group); // group is other's parent
+    group->AddNode(group);
+    EXPECT_EQ(group->GetCount(), 1u);
+    EXPECT_EQ(group->GetParent(), nullptr);
+    EXPECT_EQ(log.warnings.size(), 2u);
+
+    // AddNode leaves both dirty counters alone.
+    group->UpdateTransform(glm::mat4(1.0f));
+    auto late = std::make_shared<TestLeaf>();
+    group->AddNode(late);
+    EXPECT_EQ(group->GetUpdateVersion(), 0u);
+    EXPECT_EQ(late->GetUpdateVersion(), 1u);
 }
 
-TEST(SceneNode, CachedBoxesFollowEveryChange)
+TEST(GroupSceneNode, FindersIteratorAndApplyCoverDirectChildren)
+{
+    auto group = std::make_shared<GroupSceneNode>();
+    EXPECT_FALSE(group->CreateIterator()->More());
+    std::set<SceneNode*> added;
+    for (int i = 0; i < 20; ++i) { // enough to force rehashing past 8 buckets
+        auto leaf = std::make_shared<TestLeaf>();
+        leaf->SetUserId(uint64_t(100 + i));
+        added.insert(leaf.get());
+        group->AddNode(leaf);
+    }
+    auto sub = std::make_shared<GroupSceneNode>();
+    auto inner = std::make_shared<TestLeaf>();
+    inner->SetVisible(false);
+    inner->SetUserId(9);
+    sub->AddNode(inner);
+    group->AddNode(sub);
+    added.insert(sub.get());
+
+    EXPECT_EQ(group->FindNode(sub->GetId()), sub);
+    EXPECT_FALSE(group->FindNode(inner->GetId()));
+    EXPECT_EQ(group->FindNodeByUserId(105)->GetUserId(), 105u);
+    EXPECT_FALSE(group->FindNodeByUserId(9));
+    EXPECT_EQ(sub->FindNodeByUserId(9), inner);
+
+    std::set<SceneNode*> seen;
+    for (auto it = group->CreateIterator(); it->More(); it->Next())
+        seen.insert(it->Current().get());
+    EXPECT_EQ(seen, added);
+    EXPECT_LE(group->GetChildren().load_factor(), 1.0f);
+    auto it = sub->CreateIterator();
+    it->Next();
+    it->Next(); // next at the end stays at the end
+    EXPECT_FALSE(it->More());
+
+    // Apply reaches every child, and recursion is the visitor's choice; flags are ignored.
+    orvtest::RecordingVisitor visitor;
+    group->Accept(visitor);
+    ASSERT_EQ(visitor.visits.size(), 1u + 21u + 1u);
+    EXPECT_EQ(visitor.visits.front(), std::make_pair(std::string("group"), static_cast<SceneNode*>(group.get())));
+    EXPECT_EQ(std::count(visitor.visits.begin(), visitor.visits.end(),
+                         std::make_pair(std::string("general"), static_cast<SceneNode*>(inner.get()))),
+              1);
+}
+
+TEST(GroupSceneNode, UpdateMergesChildBoxesInGroupCoordinates)
 {
     auto root = std::make_shared<GroupSceneNode>();
+    auto sub = std::make_shared<GroupSceneNode>();
+    auto a = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    auto b = MakeLeaf(glm::vec3(-1.0f), glm::vec3(0.0f));
+    auto hidden = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    a->SetTransform(Translate(4, 0, 0));
+    hidden->SetTransform(Translate(0, 0, -9));
+    hidden->SetVisible(false);
+    sub->SetTransform(glm::scale(glm::mat4(1.0f), glm::vec3(2.0f)));
+    for (const auto& n : {a, b, hidden})
+        sub->AddNode(n);
+    root->AddNode(sub);
+    root->SetTransform(Translate(0, 10, 0));
+    // A value set by hand does not survive the update.
+    sub->SetBoundingBox(Box(glm::vec3(-100.0f), glm::vec3(100.0f)));
+    root->UpdateTransform(glm::mat4(1.0f));
+
+    // sub's own box: children in sub coordinates, the invisible one included;
+    // root's box: sub's box in root coordinates (scaled by 2).
+    EXPECT_EQ(sub->GetBoundingBox(), Box(glm::vec3(-1, -1, -9), glm::vec3(5, 1, 1)));
+    EXPECT_EQ(root->GetBoundingBox(), Box(glm::vec3(-2, -2, -18), glm::vec3(10, 2, 2)));
+    EXPECT_EQ(root->GetWorldBBox(), Box(glm::vec3(-2, 8, -18), glm::vec3(10, 12, 2)));
+    EXPECT_EQ(a->GetWorldBBox(), Box(glm::vec3(8, 10, 0), glm::vec3(10, 12, 2)));
+    // Children are updated whatever their own counters.
+    a->SetTransform(glm::mat4(1.0f));
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(a->GetWorldBBox(), Box(glm::vec3(0, 10, 0), glm::vec3(2, 12, 2)));
+
+    auto empty = std::make_shared<GroupSceneNode>();
+    empty->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_TRUE(empty->GetBoundingBox().isNull() && empty->GetWorldBBox().isNull());
+}
+
+TEST(GroupSceneNode, CleanChildrenKeepCorrectWorldsAcrossUpdates)
+{
+    // Clean children of a group whose world did not change skip their
+    // recomputation; every way of changing their inputs must still show.
+    auto root = std::make_shared<GroupSceneNode>();
+    auto group = std::make_shared<GroupSceneNode>();
+    auto a = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    auto b = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    group->AddNode(a);
+    group->AddNode(b);
+    root->AddNode(group);
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(a->GetWorldBBox(), Box(glm::vec3(0.0f), glm::vec3(1.0f)));
+
+    // A new local box without a request, the sibling dirty.
+    a->SetBoundingBox(Box(glm::vec3(0.0f), glm::vec3(3.0f)));
+    b->RequstUpdate();
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(a->GetWorldBBox(), Box(glm::vec3(0.0f), glm::vec3(3.0f)));
+    // The group moves: clean children follow.
+    group->SetTransform(Translate(5, 0, 0));
+    root->UpdateTransform(glm::mat4(1.0f));
+    const Box moved(glm::vec3(5, 0, 0), glm::vec3(6, 1, 1));
+    EXPECT_EQ(b->GetWorldBBox(), moved);
+    EXPECT_EQ(b->GetWorldTransform()[3], glm::vec4(5, 0, 0, 1));
+    // A direct update with another matrix is never skipped, and the next
+    // group update puts it back.
+    b->UpdateTransform(Translate(0, 7, 0));
+    EXPECT_EQ(b->GetWorldBBox(), Box(glm::vec3(0, 7, 0), glm::vec3(1, 8, 1)));
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(b->GetWorldBBox(), moved);
+
+    // Moved to another group with the same world matrix as before.
+    auto other = std::make_shared<GroupSceneNode>();
+    other->SetTransform(Translate(0, 0, 2));
+    root->AddNode(other);
+    root->UpdateTransform(glm::mat4(1.0f));
+    group->RemoveNode(b->GetId());
+    b->SetParent(nullptr);
+    other->AddNode(b);
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(b->GetWorldBBox(), Box(glm::vec3(0, 0, 2), glm::vec3(1, 1, 3)));
+}
+
+TEST(GroupSceneNode, CloneIsDeepWithFreshIdsAndParents)
+{
+    auto root = std::make_shared<GroupSceneNode>();
+    auto sub = std::make_shared<GroupSceneNode>();
     auto leaf = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
-    root->AddNode(leaf);
-    root->UpdateTransform(glm::mat4(1.0f));
-    root->UpdateTransform(glm::mat4(1.0f)); // same matrices again
+    leaf->SetUserId(3);
+    sub->AddNode(leaf);
+    root->AddNode(sub);
+    root->SetUserId(1);
 
-    leaf->SetBoundingBox(AxisAlignedBox(glm::vec3(0.0f), glm::vec3(3.0f))); // same world matrix, new box
-    root->UpdateTransform(glm::mat4(1.0f));
-    EXPECT_EQ(leaf->GetWorldBBox(), AxisAlignedBox(glm::vec3(0.0f), glm::vec3(3.0f)));
-    EXPECT_EQ(root->GetBoundingBox(), AxisAlignedBox(glm::vec3(0.0f), glm::vec3(3.0f)));
+    auto copyHolder = root->Clone();
+    auto copy = GroupSceneNode::Cast(copyHolder.get());
+    ASSERT_NE(copy, nullptr);
+    EXPECT_EQ(copy->GetUserId(), 1u);
+    ASSERT_EQ(copy->GetCount(), 1u);
+    auto subCopy = copy->GetChildren().begin()->second;
+    EXPECT_NE(subCopy, sub);
+    EXPECT_EQ(subCopy->GetParent(), copy);
+    EXPECT_EQ(copy->GetChildren().begin()->first, subCopy->GetId()); // keyed by the new id
+    auto leafCopy = GroupSceneNode::Cast(subCopy.get())->FindNodeByUserId(3);
+    ASSERT_TRUE(leafCopy);
+    EXPECT_NE(leafCopy, leaf);
+    EXPECT_EQ(leafCopy->GetParent(), subCopy.get());
+    EXPECT_EQ(leaf->GetParent(), sub.get()); // the source is untouched
 
-    root->UpdateTransform(Translate(1, 0, 0)); // new parent matrix
-    EXPECT_EQ(leaf->GetWorldBBox(), AxisAlignedBox(glm::vec3(1, 0, 0), glm::vec3(4, 3, 3)));
-    leaf->SetTransform(Translate(0, 2, 0)); // new local matrix: the parent-space box follows
-    EXPECT_EQ(leaf->ComputeBoundingBox(nullptr), AxisAlignedBox(glm::vec3(0, 2, 0), glm::vec3(3, 5, 3)));
-    root->UpdateTransform(Translate(1, 0, 0));
-    EXPECT_EQ(root->GetWorldBBox(), AxisAlignedBox(glm::vec3(1, 2, 0), glm::vec3(4, 5, 3)));
+    // A child that cannot be cloned is left out with a warning.
+    orvtest::LogCapture log;
+    root->AddNode(std::make_shared<GeneralSceneNode>());
+    EXPECT_EQ(GroupSceneNode::Cast(root->Clone().get())->GetCount(), 1u);
+    EXPECT_EQ(log.warnings, Texts{"SceneNode can not be cloned!"});
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include <orvkernel/camera/Camera.h>
 #include <orvcore/scene/GeneralSceneNode.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/SceneVisitor.h>
@@ -27,6 +29,26 @@ public:
 inline std::shared_ptr<TestLeaf> MakeLeaf(const glm::vec3& lo, const glm::vec3& hi)
 {
     return std::make_shared<TestLeaf>(orvcore::AxisAlignedBox(lo, hi));
+}
+
+/// A group holding the nodes, with world transforms and boxes up to date.
+inline std::shared_ptr<orvcore::GroupSceneNode> Root(std::initializer_list<std::shared_ptr<orvcore::SceneNode>> nodes)
+{
+    auto root = std::make_shared<orvcore::GroupSceneNode>();
+    for (const auto& n : nodes)
+        root->AddNode(n);
+    root->UpdateTransform(glm::mat4(1.0f));
+    return root;
+}
+
+/// A 200 x 200 view looking down -Z from z = 100 (orthographic unless asked).
+inline std::shared_ptr<orvcore::Camera> TopCamera(bool orthographic = true)
+{
+    auto camera = std::make_shared<orvcore::Camera>(200, 200, glm::vec3(0, 0, 100), glm::vec3(0.0f),
+                                                    glm::vec3(0, 1, 0));
+    if (orthographic)
+        camera->SetProjectionType(orvcore::Camera::PROJECTION_ORTHOGRAPHIC);
+    return camera;
 }
 
 /// Records the kind of every node it visits and descends into groups.

@@ -1,6 +1,5 @@
 #include <orvkernel/device/GfxObject.h>
 #include <orvkernel/geometry/EnumPrimitiveType.h>
-#include <orvkernel/material/MaterialInstance.h>
 #include <orvkernel/search/IntersectPoint.h>
 
 #include <set>
@@ -50,19 +49,9 @@ TEST(IntersectPoint, DefaultIsMissAndTransformMovesWorldPosition)
 
 TEST(EnumPrimitiveType, KindsGroupAsThePickFilterDoes)
 {
-    EXPECT_TRUE(IsPointPrimitive(PRIMITIVE_POINTS));
-    for (uint32_t t : {1u, 2u, 3u})
-        EXPECT_TRUE(IsLinePrimitive(t));
-    for (uint32_t t : {4u, 5u, 6u})
-        EXPECT_TRUE(IsTrianglePrimitive(t));
-    EXPECT_FALSE(IsTrianglePrimitive(7));
-    EXPECT_FALSE(IsLinePrimitive(0));
-}
-
-TEST(MaterialInstance, NamedSharedObject)
-{
-    auto m = MaterialInstance::Create("sys.pick.face", "basic");
-    EXPECT_EQ(m->GetName(), "sys.pick.face");
-    EXPECT_EQ(m->GetTemplateName(), "basic");
-    EXPECT_NE(m->GetObjectId(), MaterialInstance::Create("other")->GetObjectId());
+    for (uint32_t t = 0; t < 8; ++t) {
+        EXPECT_EQ(IsPointPrimitive(t), t == PRIMITIVE_POINTS) << t;
+        EXPECT_EQ(IsLinePrimitive(t), t >= 1 && t <= 3) << t;
+        EXPECT_EQ(IsTrianglePrimitive(t), t >= 4 && t <= 6) << t;
+    }
 }

@@ -1,9 +1,8 @@
+#include <orvcore/render/ColorBackground.h>
 #include <orvcore/render/ImageBackground.h>
 #include <orvcore/render/Renderer.h>
 #include <orvcore/render/SkyboxBackground.h>
-#include <orvcore/scene/SceneManager.h>
 
-#include <cstdio>
 #include <fstream>
 
 #include <gtest/gtest.h>
@@ -14,6 +13,7 @@
 #include "RecordingDevice.h"
 
 using namespace orvcore;
+using Calls = std::vector<std::string>;
 
 namespace {
 
@@ -28,6 +28,8 @@ std::string WritePpm(const std::string& name, unsigned w, unsigned h, uint8_t r,
     return path;
 }
 
+const char* const kSkyClear = "SetClearColor(0.145098,0.686275,0.952941,1)";
+
 struct Frame {
     orvtest::RecordingDevice device{64, 64};
     Renderer renderer{&device, 1.0f};
@@ -41,9 +43,8 @@ TEST(ImageTexture, LoadsNowOrWhenFirstNeeded)
     ImageTexture2D now;
     ASSERT_TRUE(now.Load(path));
     EXPECT_EQ(now.GetWidth(), 3u);
-    EXPECT_EQ(now.GetPixels()[0], 255);
-    EXPECT_EQ(now.GetPixels()[3], 255); // opaque alpha added
-
+    EXPECT_EQ(std::vector<uint8_t>(now.GetPixels().begin(), now.GetPixels().begin() + 4),
+              (std::vector<uint8_t>{255, 0, 0, 255})); // opaque alpha added
     ImageTexture2D later;
     const uint32_t version = later.GetVersion();
     later.LoadAsync(path);
@@ -56,35 +57,31 @@ TEST(ImageTexture, LoadsNowOrWhenFirstNeeded)
     ImageTexture2D missing;
     EXPECT_FALSE(missing.Load("/nonexistent/sky.png"));
     EXPECT_TRUE(missing.IsEmpty());
-    EXPECT_EQ(log.warnings, std::vector<std::string>{"Image file cannot be read: /nonexistent/sky.png!"});
-
+    EXPECT_EQ(log.warnings, Calls{"Image file cannot be read: /nonexistent/sky.png!"});
     ImageTextureCube cube;
     const std::string face = WritePpm("orv_face.ppm", 4, 4, 0, 0, 255);
     EXPECT_TRUE(cube.Load({face, face, face, face, face, face}));
     EXPECT_EQ(cube.GetWidth(), 4u);
     EXPECT_EQ(cube.GetFace(5).size(), 64u);
-    ImageTextureCube uneven;
-    EXPECT_FALSE(uneven.Load({face, face, face, path, face, face})); // not square
-    EXPECT_TRUE(uneven.IsEmpty());
+    EXPECT_FALSE(cube.Load({face, face, face, path, face, face})); // not square
+    EXPECT_TRUE(cube.IsEmpty());
 }
 
-TEST(ImageBackground, ClearsSkyBlueWithoutImageAndDrawsTheImageOtherwise)
+TEST(Background, ColourAndImageClearEveryBuffer)
 {
     Frame frame;
-    ImageBackground empty(nullptr);
-    empty.Render(&frame.renderer, nullptr);
-    EXPECT_EQ(frame.device.calls,
-              (std::vector<std::string>{"SetClearColor(0.145098,0.686275,0.952941,1)", "ClearBuffers(0x4500)"}));
-
-    frame.device.Clear();
+    ColorBackground(glm::vec4(0.25f, 0.5f, 0.75f, 0.0f)).Render(&frame.renderer, nullptr);
+    ImageBackground(nullptr).Render(&frame.renderer, nullptr); // no image: sky blue
     ImageBackground image(std::make_shared<ImageTexture2D>(2, 2));
-    EXPECT_EQ(image.GetMaterial()->GetName(), "sys.bkg.t");
     EXPECT_TRUE(image.GetMaterial()->GetTexture("t2D"));
     EXPECT_FALSE(image.GetMaterial()->DepthWrite);
     image.Render(&frame.renderer, nullptr);
-    EXPECT_EQ(frame.device.calls,
-              (std::vector<std::string>{"ClearBuffers(0x4500)", "ActiveMaterial(sys.bkg.t)", "DrawScreenQuad"}));
-    EXPECT_NE(ImageBackground::Cast(static_cast<Background*>(&image)), nullptr);
+    EXPECT_EQ(frame.device.calls, (Calls{"SetClearColor(0.25,0.5,0.75,0)", "ClearBuffers(0x4500)", kSkyClear,
+                                         "ClearBuffers(0x4500)", "ClearBuffers(0x4500)", "ActiveMaterial(sys.bkg.t)",
+                                         "DrawScreenQuad"}));
+    orvtest::LogCapture log;
+    ColorBackground().ClearView(nullptr);
+    EXPECT_EQ(log.warnings, Calls{"RenderDevice is null!"});
 }
 
 TEST(SkyboxBackground, DrawsInPerspectiveAndRestoresOrthographic)
@@ -95,25 +92,28 @@ TEST(SkyboxBackground, DrawsInPerspectiveAndRestoresOrthographic)
     auto sky = SkyboxBackground::Create("ignored");
     ASSERT_TRUE(sky->GetTexture());
     EXPECT_TRUE(sky->GetTexture()->IsPending()); // loaded when first drawn
-    EXPECT_EQ(sky->GetSky()->GetGeometry()->GetVertexCount(), 36u);
-
+    const auto& geometry = sky->GetSky()->GetGeometry();
+    EXPECT_EQ(geometry->GetVertexCount(), 36u);
     sky->Render(&frame.renderer, camera);
+    const std::string draw = "DrawGeometry(" + std::to_string(geometry->GetObjectId()) + ",0,0)";
     EXPECT_EQ(frame.device.CallsWithout("SetUniform"),
-              (std::vector<std::string>{"SetClearColor(0.145098,0.686275,0.952941,1)", "ClearBuffers(0x4500)",
-                                        "SetCamera", "ActiveMaterial(sys.bkg.cube)",
-                                        "DrawGeometry(" +
-                                            std::to_string(sky->GetSky()->GetGeometry()->GetObjectId()) + ",0,0)",
-                                        "SetCamera"}));
+              (Calls{kSkyClear, "ClearBuffers(0x4500)", "SetCamera", "ActiveMaterial(sys.bkg.cube)", draw,
+                     "SetCamera"}));
     EXPECT_EQ(camera->GetProjectionType(), uint32_t(Camera::PROJECTION_ORTHOGRAPHIC));
     ASSERT_NE(frame.device.program.Find("modelViewMatrix"), nullptr);
-
     // The uniform is set once: setting the same value again changes nothing.
     EXPECT_FALSE(sky->GetSky()->GetMaterial()->SetUniform("flipEnvMap", -1.0f));
-    EXPECT_TRUE(sky->GetSky()->GetMaterial()->SetUniform("flipEnvMap", 1.0f));
 
+    // Without a program the sky is not drawn, with a warning.
+    orvtest::LogCapture log;
+    frame.device.Clear();
+    camera->SetProjectionType(Camera::PROJECTION_PERSPECTIVE);
+    sky->GetSky()->GetMaterial()->SetTemplate(nullptr);
+    sky->Render(&frame.renderer, camera);
+    EXPECT_EQ(frame.device.calls, (Calls{kSkyClear, "ClearBuffers(0x4500)", "ActiveMaterial(sys.bkg.cube)"}));
+    EXPECT_EQ(log.warnings, Calls{"SkyBox Shader Program is null!"});
     // Without a texture only the clear happens.
     frame.device.Clear();
-    SkyboxBackground bare(nullptr);
-    bare.Render(&frame.renderer, camera);
-    EXPECT_EQ(frame.device.calls.size(), 2u);
+    SkyboxBackground(nullptr).Render(&frame.renderer, camera);
+    EXPECT_EQ(frame.device.calls, (Calls{kSkyClear, "ClearBuffers(0x4500)"}));
 }

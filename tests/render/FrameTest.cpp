@@ -1,3 +1,5 @@
+// Whole frames on the recording device: the order of every step of the basic
+// pipeline, the selection path, the foreground and the effect composer.
 #include <orvcore/pick/SelectionManager.h>
 #include <orvcore/render/BasicPipeline.h>
 #include <orvcore/render/EffectComposer.h>
@@ -21,10 +23,16 @@
 #include "ShapeFactory.h"
 
 using namespace orvcore;
+using Calls = std::vector<std::string>;
 
 namespace {
 
 std::string DrawOf(const PrimitiveShape* p) { return "Draw(" + std::to_string(p->GetObjectId()) + ")"; }
+
+PickedItem Picked(SceneNode* node, EnumShapeFilter kind)
+{
+    return PickedItem(node, IntersectPoint(kind, 0, glm::vec3(0.0f), 1.0f));
+}
 
 struct View {
     View()
@@ -37,6 +45,7 @@ struct View {
         manager->UpdateWorld();
         renderer.Initialize(manager);
     }
+    SelectionManager& Selection() { return *manager->GetSelection(); }
     orvtest::RecordingDevice device{200, 200};
     Renderer renderer{&device, 1.0f};
     std::shared_ptr<SceneManager> manager;
@@ -44,94 +53,104 @@ struct View {
     std::shared_ptr<PrimitiveSceneNode> node;
 };
 
-std::vector<std::string> GridDraws(const SceneManager& manager)
-{
-    std::vector<std::string> calls;
-    for (const auto& p : manager.GetCoodinateGrid()->GetPrimitives()) {
-        calls.push_back("_ActiveMaterial(sys.grid.line)");
-        calls.push_back(DrawOf(p.get()));
-    }
-    return calls;
-}
-
 } // namespace
 
-TEST(BasicPipeline, FrameOrderWithEmptySelection)
+TEST(BasicPipeline, FrameOrderWithEmptySelectionAndTheCurrentGrip)
 {
     View view;
     BasicPipeline pipeline;
     pipeline.Render(view.manager, &view.renderer, 0.0f);
-
-    std::vector<std::string> expected{"SetCamera", "SetClearColor(0.0705882,0.717647,0.952941,1)",
-                                      "ClearBuffers(0x4500)", "SetCamera", "SetPolygonOffset(1,1,1)",
-                                      "_ActiveMaterial(model.face)", DrawOf(view.face.get()),
-                                      "SetPolygonOffset(0,0,0)", "ActiveMaterial(sys.point)", "SetDepthTest(0)",
-                                      "SetDepthTest(1)"};
-    for (const auto& call : GridDraws(*view.manager))
-        expected.push_back(call);
+    Calls expected{"SetCamera", "SetClearColor(0.0705882,0.717647,0.952941,1)", "ClearBuffers(0x4500)", "SetCamera",
+                   "SetPolygonOffset(1,1,1)", "_ActiveMaterial(model.face)", DrawOf(view.face.get()),
+                   "SetPolygonOffset(0,0,0)", "ActiveMaterial(sys.point)", "SetDepthTest(0)", "SetDepthTest(1)"};
+    for (const auto& p : view.manager->GetCoodinateGrid()->GetPrimitives())
+        expected.insert(expected.end(), {"_ActiveMaterial(sys.grid.line)", DrawOf(p.get())});
     expected.insert(expected.end(), {"SetCamera", "SetCamera", "Gc"}); // canvas camera, then the view's again
+    EXPECT_EQ(view.device.CallsWithout("SetUniform"), expected);
+
+    // The current grip is drawn by the selection step even when nothing is
+    // selected or highlighted (after the grip points, before the grid).
+    view.Selection().GetGripNodeManager()->Add(GripNode(ElementId(1), 0, GRIP_TYPE_POINT, glm::vec3(1, 2, 3)));
+    view.Selection().GetGripNodeManager()->SetHighlightIdx(0);
+    view.device.Clear();
+    pipeline.Render(view.manager, &view.renderer, 0.0f);
+    expected.insert(expected.begin() + 11, {"ActiveMaterial(sys.selection.point)", "SetDepthTest(0)",
+                                            "DrawPoint(1,2,3)", "SetDepthTest(1)"});
+    expected.insert(expected.begin() + 10, "DrawPoint(1,2,3)");
     EXPECT_EQ(view.device.CallsWithout("SetUniform"), expected);
 }
 
-TEST(BasicPipeline, SelectionHighlightGripsAndForeground)
+TEST(BasicPipeline, SelectionHighlightAndGrips)
 {
     View view;
-    auto& selection = *view.manager->GetSelection();
-    selection.Select(PickedItem(view.node.get(), IntersectPoint(SHAPE_FILTER_FACE, 0, glm::vec3(0.0f), 1.0f)), false);
+    auto& selection = view.Selection();
+    selection.Select(Picked(view.node.get(), SHAPE_FILTER_FACE), false);
     auto edge = orvtest::Primitive(PRIMITIVE_LINES, {{0, 0, 1}, {5, 0, 1}});
     auto edgeNode = std::make_shared<PrimitiveSceneNode>(edge);
     view.manager->GetScene()->AddNode(edgeNode);
-    selection.Hilight(PickedItem(edgeNode.get(), IntersectPoint(SHAPE_FILTER_EDGE, 0, glm::vec3(0.0f), 1.0f)));
+    selection.Hilight(Picked(edgeNode.get(), SHAPE_FILTER_EDGE));
     selection.GetGripNodeManager()->Add(GripNode(ElementId(1), 0, GRIP_TYPE_POINT, glm::vec3(1, 2, 3)));
     selection.GetGripNodeManager()->Add(GripNode(ElementId(2), 1, GRIP_TYPE_POINT, glm::vec3(4, 5, 6)));
     selection.GetGripNodeManager()->SetHighlightIdx(1);
     view.manager->SetCoodinateGrid(nullptr);
     view.manager->UpdateWorld();
 
-    BasicPipeline pipeline;
-    pipeline.Render(view.manager, &view.renderer, 0.0f);
+    BasicPipeline().Render(view.manager, &view.renderer, 0.0f);
     const auto calls = view.device.CallsWithout("SetUniform");
-    auto after = [&](const std::string& marker) {
-        auto it = std::find(calls.begin(), calls.end(), marker);
-        EXPECT_NE(it, calls.end()) << marker;
-        return std::vector<std::string>(it, calls.end());
-    };
-    // Grip points after the model, without depth test.
-    const auto grips = after("ActiveMaterial(sys.point)");
-    EXPECT_EQ(std::vector<std::string>(grips.begin(), grips.begin() + 5),
-              (std::vector<std::string>{"ActiveMaterial(sys.point)", "SetDepthTest(0)", "DrawPoint(1,2,3)",
-                                        "DrawPoint(4,5,6)", "SetDepthTest(1)"}));
-    // The selected face in the pick style with a negative offset, then the current grip,
-    // then the highlighted edge; the highlight has no current grip.
-    EXPECT_EQ(std::vector<std::string>(grips.begin() + 5, grips.end()),
-              (std::vector<std::string>{"SetPolygonOffset(1,-1,-1)", "ActiveMaterial(sys.pick.face)",
-                                        DrawOf(view.face.get()), "SetPolygonOffset(0,0,0)",
-                                        "ActiveMaterial(sys.selection.point)", "SetDepthTest(0)", "DrawPoint(4,5,6)",
-                                        "SetDepthTest(1)", "SetPolygonOffset(1,-1,-1)",
-                                        "ActiveMaterial(sys.hilight.edge)", DrawOf(edge.get()),
-                                        "SetPolygonOffset(0,0,0)", "SetCamera", "SetCamera", "Gc"}));
+    const auto grips = std::find(calls.begin(), calls.end(), "ActiveMaterial(sys.point)");
+    ASSERT_NE(grips, calls.end());
+    // Grip points after the model without depth test; the selected face in the
+    // pick style with a negative offset, then the current grip, then the
+    // highlighted edge; the highlight has no current grip.
+    EXPECT_EQ(Calls(grips, calls.end()),
+              (Calls{"ActiveMaterial(sys.point)", "SetDepthTest(0)", "DrawPoint(1,2,3)", "DrawPoint(4,5,6)",
+                     "SetDepthTest(1)", "SetPolygonOffset(1,-1,-1)", "ActiveMaterial(sys.pick.face)",
+                     DrawOf(view.face.get()), "SetPolygonOffset(0,0,0)", "ActiveMaterial(sys.selection.point)",
+                     "SetDepthTest(0)", "DrawPoint(4,5,6)", "SetDepthTest(1)", "SetPolygonOffset(1,-1,-1)",
+                     "ActiveMaterial(sys.hilight.edge)", DrawOf(edge.get()), "SetPolygonOffset(0,0,0)", "SetCamera",
+                     "SetCamera", "Gc"}));
 }
 
-TEST(BasicPipeline, ForegroundDrawsVisibleTwoDimensionalNodes)
+TEST(Renderer, SelectedLineLoopIsDroppedWithAWarning)
+{
+    // The model pass draws a line loop as a line; the selection path routes
+    // only points, segments, strips and triangles and drops the loop.
+    View view;
+    auto loop = orvtest::Primitive(PRIMITIVE_LINE_LOOP, {{0, 0, 1}, {5, 0, 1}, {5, 5, 1}});
+    auto loopNode = std::make_shared<PrimitiveSceneNode>(loop);
+    view.manager->GetScene()->AddNode(loopNode);
+    view.manager->SetCoodinateGrid(nullptr);
+    view.manager->UpdateWorld();
+    view.Selection().Select(Picked(loopNode.get(), SHAPE_FILTER_EDGE), true);
+    view.Selection().Select(Picked(view.node.get(), SHAPE_FILTER_FACE), true);
+    orvtest::LogCapture log;
+    view.renderer.RenderModel(view.manager, view.manager->GetCamera(), nullptr);
+    EXPECT_EQ(view.device.Count(DrawOf(loop.get())), 1u);
+    EXPECT_TRUE(log.warnings.empty());
+
+    view.device.Clear();
+    view.renderer.DrawSelection(view.manager, view.manager->GetCamera());
+    EXPECT_EQ(log.warnings, Calls{"Not support shape type!"});
+    EXPECT_EQ(view.device.CallsWithout("SetUniform"),
+              (Calls{"SetPolygonOffset(1,-1,-1)", "ActiveMaterial(sys.pick.face)", DrawOf(view.face.get()),
+                     "SetPolygonOffset(0,0,0)"}));
+}
+
+TEST(Renderer, ForegroundDrawsVisibleTwoDimensionalNodesOverClearedDepth)
 {
     View view;
     auto label = std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 0, 0, 5));
-    auto hiddenLabel = std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 0, 0, 5));
-    auto shown = std::make_shared<SceneNode2D>(label);
-    auto hidden = std::make_shared<SceneNode2D>(hiddenLabel);
+    auto hidden = std::make_shared<SceneNode2D>(std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 0, 0, 5)));
     hidden->SetVisible(false);
-    view.manager->GetScene2D()->AddNode(shown);
+    view.manager->GetScene2D()->AddNode(std::make_shared<SceneNode2D>(label));
     view.manager->GetScene2D()->AddNode(hidden);
     view.renderer.RenderForegound(view.manager->GetScene2D(), view.manager->GetCamera());
     EXPECT_EQ(view.device.CallsWithout("SetUniform"),
-              (std::vector<std::string>{"SetCamera", "ClearBuffers(0x100)", "_ActiveMaterial(sys.opacity)",
-                                        DrawOf(label->GetPrimitive().get()), "SetCamera"}));
+              (Calls{"SetCamera", "ClearBuffers(0x100)", "_ActiveMaterial(sys.opacity)",
+                     DrawOf(label->GetPrimitive().get()), "SetCamera"}));
     EXPECT_EQ(view.device.camera, view.manager->GetCamera()); // the view camera is current again
-}
 
-TEST(Renderer, PrepareBuildsTemplatesAndOverlaysAreOptional)
-{
-    View view;
+    // Preparing builds the templates; the orientation overlays are optional.
     view.renderer.Prepare();
     EXPECT_GT(view.device.Count("BuildTemplate("), 5u);
     EXPECT_EQ(view.renderer.GetViewWidget(), nullptr);
@@ -140,7 +159,6 @@ TEST(Renderer, PrepareBuildsTemplatesAndOverlaysAreOptional)
     EXPECT_FALSE(view.renderer.HitTestViewWidget(10, 10, view.manager->GetCamera()).first);
     view.renderer.Resize(320, 240);
     EXPECT_EQ(view.device.width, 320u);
-    EXPECT_EQ(view.renderer.GetMaterial(EnumRenderListIndex::Face)->GetName(), "sys.opacity");
     view.renderer.Destroy();
     EXPECT_EQ(view.renderer.GetDevice(), nullptr);
 }
@@ -150,28 +168,24 @@ TEST(EffectComposer, LastEnabledPassAloneWritesToTheScreen)
     View view;
     view.device.AddTarget("t1", std::make_shared<RenderTarget>(64, 64));
     view.device.AddTarget("t2", std::make_shared<RenderTarget>(64, 64));
-    auto composer = std::make_unique<EffectComposer>("t1", "t2");
-    composer->AddPass(std::make_unique<RenderPass>(true)); // A
-    auto disabled = std::make_unique<RenderPass>(true);    // B
+    EffectComposer composer("t1", "t2");
+    composer.AddPass(std::make_unique<RenderPass>(true)); // A
+    auto disabled = std::make_unique<RenderPass>(true);   // B
     disabled->SetEnabled(false);
-    composer->AddPass(std::move(disabled));
-    composer->AddPass(std::make_unique<ShaderPass>(RawShader::Create("fx", "v", "f"))); // C
-    composer->Initialize(&view.renderer);
-
+    composer.AddPass(std::move(disabled));
+    composer.AddPass(std::make_unique<ShaderPass>(RawShader::Create("fx", "v", "f"))); // C
+    composer.Initialize(&view.renderer);
     view.device.Clear();
-    composer->Render(view.manager, &view.renderer, 0.0f);
-    EXPECT_EQ(view.device.CallsStartingWith("SetTarget"),
-              (std::vector<std::string>{"SetTarget(t1)", "SetTarget(screen)"}));
-    EXPECT_EQ(view.device.CallsStartingWith("ActiveTexture"),
-              std::vector<std::string>{"ActiveTexture(0,t1,0x8CE0)"}); // C reads what A wrote
-    EXPECT_EQ(view.device.CallsStartingWith("ClearBuffers"), std::vector<std::string>{"ClearBuffers(0x4500)"});
+    composer.Render(view.manager, &view.renderer, 0.0f);
+    EXPECT_EQ(view.device.CallsStartingWith("SetTarget"), (Calls{"SetTarget(t1)", "SetTarget(screen)"}));
+    EXPECT_EQ(view.device.CallsStartingWith("ActiveTexture"), Calls{"ActiveTexture(0,t1,0x8CE0)"}); // C reads A
+    EXPECT_EQ(view.device.CallsStartingWith("ClearBuffers"), Calls{"ClearBuffers(0x4500)"});
     EXPECT_EQ(view.device.Count("SetUniform(viewportSize)"), 1u);
     EXPECT_EQ(view.device.Count("Gc"), 0u); // a composer draws only its passes
-
-    composer->SetRenderToScreen(false);
+    composer.SetRenderToScreen(false);
     view.device.Clear();
-    composer->Render(view.manager, &view.renderer, 0.0f);
-    EXPECT_EQ(view.device.CallsStartingWith("SetTarget"), (std::vector<std::string>{"SetTarget(t1)", "SetTarget(t2)"}));
+    composer.Render(view.manager, &view.renderer, 0.0f);
+    EXPECT_EQ(view.device.CallsStartingWith("SetTarget"), (Calls{"SetTarget(t1)", "SetTarget(t2)"}));
 
     // A render pass that does not swap leaves the next pass on the same buffer.
     EffectComposer noSwap("t1", "t2");
@@ -181,10 +195,8 @@ TEST(EffectComposer, LastEnabledPassAloneWritesToTheScreen)
     noSwap.Initialize(&view.renderer);
     view.device.Clear();
     noSwap.Render(view.manager, &view.renderer, 0.0f);
-    EXPECT_EQ(view.device.CallsStartingWith("SetTarget"), (std::vector<std::string>{"SetTarget(t1)", "SetTarget(t1)"}));
-
-    EffectComposer empty("t1", "t2");
+    EXPECT_EQ(view.device.CallsStartingWith("SetTarget"), (Calls{"SetTarget(t1)", "SetTarget(t1)"}));
     view.device.Clear();
-    empty.Render(view.manager, &view.renderer, 0.0f);
+    EffectComposer("t1", "t2").Render(view.manager, &view.renderer, 0.0f);
     EXPECT_TRUE(view.device.calls.empty());
 }

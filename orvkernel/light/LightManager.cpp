@@ -176,6 +176,8 @@ void LightManager::DrawShadow(RenderDevice* device, const std::shared_ptr<Camera
         std::shared_ptr<RenderTarget> shadowMap = device->FindTarget(name);
         if (!shadowMap) {
             shadowMap = std::make_shared<RenderTarget>(kShadowMapSize, kShadowMapSize);
+            // Depth maps are compared, not looked at: one sample is enough.
+            shadowMap->SetSamples(1);
             device->AddTarget(name, shadowMap);
         }
 

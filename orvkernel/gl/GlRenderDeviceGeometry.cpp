@@ -182,7 +182,12 @@ bool GlRenderDevice::CanDraw()
 void GlRenderDevice::PrepareDraw(uint32_t primitiveType, const glm::mat4* model, bool hasLineDistance)
 {
     GlShaderProgram::EnumVariant variant = GlShaderProgram::VARIANT_SURFACE;
-    if (IsLinePrimitive(primitiveType)) {
+    // One-pixel lines are drawn as the driver's own lines; wider ones, and
+    // lines laid in their plane, as quads from the geometry shader.
+    const float dpi = GetSettings().DpiScaling > 0.0f ? GetSettings().DpiScaling : 1.0f;
+    const bool thin = m_Material && float(std::max<uint8_t>(m_Material->LineWidth, 1)) * dpi <= 1.0f &&
+                      !m_Material->GetUniforms().Find("linesInPlane");
+    if (IsLinePrimitive(primitiveType) && !thin) {
         const GlTemplateShaders* shaders = FindGlTemplateShaders(m_Program->GetTemplateName());
         if (shaders && shaders->wideLines) {
             if (!m_Program->IsBuilt(GlShaderProgram::VARIANT_LINES)) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -16,9 +17,10 @@ namespace orvtest {
 /// Golden-image comparison: a pixel differs when a channel is off by more
 /// than `kTolerance`; an image matches when at most `kMaxDifferingFraction`
 /// of its pixels differ. On failure the actual image and a difference image
-/// (differing pixels red over a dimmed copy) are written to the test's
-/// temporary folder. With ORVCORE_UPDATE_GOLDENS=1 the golden is rewritten
-/// and the test skipped.
+/// (differing pixels red over a dimmed copy) are written to
+/// ORVCORE_GOLDEN_FAILURE_DIR (golden-failures/ in the build's tests folder)
+/// and both paths are printed. With ORVCORE_UPDATE_GOLDENS=1 the golden is
+/// rewritten and the test skipped.
 constexpr int kTolerance = 12;
 constexpr double kMaxDifferingFraction = 0.005;
 
@@ -46,17 +48,21 @@ inline void ExpectMatchesGolden(const std::string& golden, const std::string& na
         differing += differs ? 1 : 0;
         const uint8_t grey = uint8_t((actual[i] + actual[i + 1] + actual[i + 2]) / 12);
         diff[i] = differs ? 255 : grey;
-        diff[i + 1] = differs ? 0 : grey;
-        diff[i + 2] = differs ? 0 : grey;
+        diff[i + 1] = diff[i + 2] = differs ? 0 : grey;
         diff[i + 3] = 255;
     }
     const double fraction = double(differing) / double(w * h);
     if (fraction > kMaxDifferingFraction) {
-        const std::string base = ::testing::TempDir() + name;
-        orvcore::GlRenderDevice::SavePng(base + ".actual.png", w, h, actual.data());
-        orvcore::GlRenderDevice::SavePng(base + ".diff.png", w, h, diff.data());
-        ADD_FAILURE() << name << ": " << differing << " pixels differ (" << fraction * 100.0 << "%); see " << base
-                      << ".actual.png and .diff.png";
+        const std::filesystem::path dir = ORVCORE_GOLDEN_FAILURE_DIR;
+        std::error_code ignored;
+        std::filesystem::create_directories(dir, ignored);
+        const std::string actualPath = (dir / (name + ".actual.png")).string();
+        const std::string diffPath = (dir / (name + ".diff.png")).string();
+        const bool saved = orvcore::GlRenderDevice::SavePng(actualPath, w, h, actual.data()) &&
+                           orvcore::GlRenderDevice::SavePng(diffPath, w, h, diff.data());
+        ADD_FAILURE() << name << ": " << differing << " pixels differ (" << fraction * 100.0 << "%)"
+                      << (saved ? "" : ", and the images below could not be written") << "\n  actual image: "
+                      << actualPath << "\n  difference image: " << diffPath;
     }
 }
 

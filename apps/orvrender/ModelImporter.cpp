@@ -11,31 +11,17 @@
 #include <orvkernel/shape/PrimitiveShape.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/ShapeSceneNode.h>
+#include <orvrender/ModelReader.h>
 
-#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <exception>
-#include <filesystem>
-#include <system_error>
 
-#include <assimp/Importer.hpp>
-#include <assimp/material.h>
-#include <assimp/postprocess.h>
-#include <assimp/scene.h>
-
-#include <glm/common.hpp>
 #include <glm/geometric.hpp>
-#include <glm/mat4x4.hpp>
-#include <glm/trigonometric.hpp>
 
 namespace orvrender {
 
 namespace {
-
-// File hierarchies deeper than this are cut off (a malformed file must not
-// exhaust the stack).
-constexpr int kMaxNodeDepth = 256;
 
 glm::vec3 ToVec3(const float* positions, uint32_t vertex)
 {
@@ -43,114 +29,6 @@ glm::vec3 ToVec3(const float* positions, uint32_t vertex)
 }
 
 bool IsFinite(const glm::vec3& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
-
-glm::mat4 ToMat4(const aiMatrix4x4& m)
-{
-    glm::mat4 result(1.0f);
-    for (unsigned row = 0; row < 4; ++row)
-        for (unsigned col = 0; col < 4; ++col)
-            result[col][row] = m[row][col];
-    return result;
-}
-
-/// The colour the file gives a mesh, if any (Assimp's placeholder material
-/// for files without materials does not count).
-bool FileColor(const aiScene* scene, const aiMesh* mesh, glm::vec3& color)
-{
-    if (mesh->mMaterialIndex >= scene->mNumMaterials || !scene->mMaterials)
-        return false;
-    const aiMaterial* material = scene->mMaterials[mesh->mMaterialIndex];
-    if (!material)
-        return false;
-    aiString name;
-    if (material->Get(AI_MATKEY_NAME, name) == AI_SUCCESS && std::strcmp(name.C_Str(), AI_DEFAULT_MATERIAL_NAME) == 0)
-        return false;
-    aiColor4D diffuse;
-    if (material->Get(AI_MATKEY_COLOR_DIFFUSE, diffuse) != AI_SUCCESS)
-        return false;
-    const glm::vec3 value(diffuse.r, diffuse.g, diffuse.b);
-    if (!IsFinite(value))
-        return false;
-    color = glm::clamp(value, glm::vec3(0.0f), glm::vec3(1.0f));
-    return true;
-}
-
-/// Gives every face corner a vertex of its own in a mesh without (usable) normals,
-/// so that generating normals can split them at creases (the smoothing angle
-/// is only honoured between distinct vertices; the later join merges again
-/// what ends up identical). Meshes with bones or morph targets, or with a
-/// face that references a vertex past the end, are left as they are.
-void SplitSharedVertices(aiMesh& mesh)
-{
-    // Normals that are zero or not finite (STL writers often leave zeros)
-    // count as none: they are generated like those of files without.
-    if (mesh.mNormals && !mesh.mTangents) {
-        for (unsigned v = 0; v < mesh.mNumVertices; ++v) {
-            const aiVector3D& n = mesh.mNormals[v];
-            const float square = float(n.x * n.x + n.y * n.y + n.z * n.z);
-            if (!std::isfinite(square) || !(square > 1e-12f)) {
-                delete[] mesh.mNormals;
-                mesh.mNormals = nullptr;
-                break;
-            }
-        }
-    }
-    if (mesh.mNormals || mesh.mNumBones > 0 || mesh.mNumAnimMeshes > 0 || !mesh.mVertices || !mesh.mFaces)
-        return;
-    std::size_t corners = 0;
-    for (unsigned f = 0; f < mesh.mNumFaces; ++f) {
-        const aiFace& face = mesh.mFaces[f];
-        if (face.mNumIndices > 0 && !face.mIndices)
-            return;
-        for (unsigned i = 0; i < face.mNumIndices; ++i)
-            if (face.mIndices[i] >= mesh.mNumVertices)
-                return;
-        corners += face.mNumIndices;
-    }
-    if (corners == mesh.mNumVertices || corners >= 0xffffffffu)
-        return;
-
-    std::vector<std::unique_ptr<aiVector3D[]>> uvs(AI_MAX_NUMBER_OF_TEXTURECOORDS);
-    std::vector<std::unique_ptr<aiColor4D[]>> colors(AI_MAX_NUMBER_OF_COLOR_SETS);
-    std::unique_ptr<aiVector3D[]> vertices(new aiVector3D[corners]);
-    for (unsigned c = 0; c < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++c)
-        if (mesh.mTextureCoords[c])
-            uvs[c].reset(new aiVector3D[corners]);
-    for (unsigned c = 0; c < AI_MAX_NUMBER_OF_COLOR_SETS; ++c)
-        if (mesh.mColors[c])
-            colors[c].reset(new aiColor4D[corners]);
-
-    unsigned next = 0;
-    for (unsigned f = 0; f < mesh.mNumFaces; ++f) {
-        aiFace& face = mesh.mFaces[f];
-        for (unsigned i = 0; i < face.mNumIndices; ++i, ++next) {
-            const unsigned old = face.mIndices[i];
-            vertices[next] = mesh.mVertices[old];
-            for (unsigned c = 0; c < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++c)
-                if (uvs[c])
-                    uvs[c][next] = mesh.mTextureCoords[c][old];
-            for (unsigned c = 0; c < AI_MAX_NUMBER_OF_COLOR_SETS; ++c)
-                if (colors[c])
-                    colors[c][next] = mesh.mColors[c][old];
-            face.mIndices[i] = next;
-        }
-    }
-    delete[] mesh.mVertices;
-    mesh.mVertices = vertices.release();
-    for (unsigned c = 0; c < AI_MAX_NUMBER_OF_TEXTURECOORDS; ++c) {
-        if (uvs[c]) {
-            delete[] mesh.mTextureCoords[c];
-            mesh.mTextureCoords[c] = uvs[c].release();
-        }
-    }
-    for (unsigned c = 0; c < AI_MAX_NUMBER_OF_COLOR_SETS; ++c) {
-        if (colors[c]) {
-            delete[] mesh.mColors[c];
-            mesh.mColors[c] = colors[c].release();
-        }
-    }
-    mesh.mNumVertices = next;
-}
 
 /// One file mesh turned into kernel shapes, built once and shared by every
 /// node that references it.
@@ -164,46 +42,42 @@ struct MeshShapes {
 
 class SceneBuilder {
 public:
-    SceneBuilder(const aiScene* scene, const ImportOptions& options, ImportedModel& model)
-        : m_Scene(scene), m_Options(options), m_Model(model), m_Meshes(scene->mNumMeshes)
+    SceneBuilder(const FileModel& file, const ImportOptions& options, ImportedModel& model)
+        : m_File(file), m_Options(options), m_Model(model), m_Meshes(file.meshes.size())
     {
     }
 
-    std::shared_ptr<orvcore::GroupSceneNode> BuildNode(const aiNode* node, int depth, bool isRoot)
+    std::shared_ptr<orvcore::GroupSceneNode> BuildNode(const FileNode& node, int depth, bool isRoot)
     {
-        if (!node || depth > kMaxNodeDepth)
+        if (depth > kMaxModelDepth)
             return nullptr;
         auto group = std::make_shared<orvcore::GroupSceneNode>();
-        group->SetTransform(ToMat4(node->mTransformation));
-        for (unsigned i = 0; i < node->mNumMeshes; ++i) {
-            if (!node->mMeshes)
-                break;
-            auto leaf = BuildLeaf(node->mMeshes[i]);
+        group->SetTransform(node.transform);
+        for (uint32_t mesh : node.meshes) {
+            auto leaf = BuildLeaf(mesh);
             if (leaf)
                 group->AddNode(leaf);
         }
-        for (unsigned i = 0; i < node->mNumChildren; ++i) {
-            if (!node->mChildren)
-                break;
-            auto child = BuildNode(node->mChildren[i], depth + 1, false);
+        for (const FileNode& childNode : node.children) {
+            auto child = BuildNode(childNode, depth + 1, false);
             if (child)
                 group->AddNode(child);
         }
         if (group->GetCount() == 0 && !isRoot)
             return nullptr;
-        if (node->mName.length > 0)
-            m_Model.names.emplace_back(group.get(), node->mName.C_Str());
+        if (!node.name.empty())
+            m_Model.names.emplace_back(group.get(), node.name);
         return group;
     }
 
 private:
-    std::shared_ptr<orvcore::SceneNode> BuildLeaf(unsigned meshIndex)
+    std::shared_ptr<orvcore::SceneNode> BuildLeaf(uint32_t meshIndex)
     {
-        if (meshIndex >= m_Scene->mNumMeshes || !m_Scene->mMeshes || !m_Scene->mMeshes[meshIndex])
+        if (meshIndex >= m_File.meshes.size())
             return nullptr;
         MeshShapes& shapes = m_Meshes[meshIndex];
         if (!shapes.built) {
-            BuildShapes(*m_Scene->mMeshes[meshIndex], meshIndex, shapes);
+            BuildShapes(m_File.meshes[meshIndex], meshIndex, shapes);
             shapes.built = true;
         }
         if (!shapes.faces)
@@ -221,37 +95,20 @@ private:
         ++m_Model.meshes;
         m_Model.triangles += shapes.triangles;
         m_Model.featureEdges += shapes.featureEdges;
-        const aiString& name = m_Scene->mMeshes[meshIndex]->mName;
-        if (name.length > 0)
-            m_Model.names.emplace_back(leaf.get(), name.C_Str());
+        const std::string& name = m_File.meshes[meshIndex].name;
+        if (!name.empty())
+            m_Model.names.emplace_back(leaf.get(), name);
         return leaf;
     }
 
-    void BuildShapes(const aiMesh& mesh, unsigned meshIndex, MeshShapes& shapes)
+    void BuildShapes(const FileMesh& mesh, uint32_t meshIndex, MeshShapes& shapes)
     {
-        if (!(mesh.mPrimitiveTypes & aiPrimitiveType_TRIANGLE) || !mesh.mVertices || !mesh.mFaces)
+        // The reader checked that every index lies below the vertex count.
+        const std::vector<uint32_t>& indices = mesh.indices;
+        const std::vector<float>& positions = mesh.positions;
+        const std::size_t vertexCount = positions.size() / 3;
+        if (indices.empty() || vertexCount == 0)
             return;
-        const std::size_t vertexCount = mesh.mNumVertices;
-
-        std::vector<uint32_t> indices;
-        indices.reserve(std::size_t(mesh.mNumFaces) * 3);
-        for (unsigned f = 0; f < mesh.mNumFaces; ++f) {
-            const aiFace& face = mesh.mFaces[f];
-            if (face.mNumIndices != 3 || !face.mIndices)
-                continue;
-            if (face.mIndices[0] >= vertexCount || face.mIndices[1] >= vertexCount || face.mIndices[2] >= vertexCount)
-                continue;
-            indices.insert(indices.end(), face.mIndices, face.mIndices + 3);
-        }
-        if (indices.empty())
-            return;
-
-        std::vector<float> positions(vertexCount * 3);
-        for (std::size_t v = 0; v < vertexCount; ++v) {
-            positions[v * 3] = float(mesh.mVertices[v].x);
-            positions[v * 3 + 1] = float(mesh.mVertices[v].y);
-            positions[v * 3 + 2] = float(mesh.mVertices[v].z);
-        }
 
         auto geometry = std::make_shared<orvcore::BufferGeometry>(orvcore::PRIMITIVE_TRIANGLES);
         geometry->SetAttribute(orvcore::ATTRIBUTE_POSITION,
@@ -262,18 +119,15 @@ private:
         } else {
             geometry->SetIndex(std::make_shared<orvcore::ElementAttribute>(indices));
         }
-        if (mesh.mNormals) {
-            std::vector<float> normals(vertexCount * 3);
+        if (mesh.normals.size() == positions.size()) {
+            std::vector<float> normals(mesh.normals);
             bool missing = false;
             for (std::size_t v = 0; v < vertexCount; ++v) {
-                glm::vec3 n(mesh.mNormals[v].x, mesh.mNormals[v].y, mesh.mNormals[v].z);
+                const glm::vec3 n = ToVec3(normals.data(), uint32_t(v));
                 if (!IsFinite(n) || !(glm::dot(n, n) > 1e-12f)) {
-                    n = glm::vec3(0.0f); // filled in below
+                    std::memset(&normals[v * 3], 0, 3 * sizeof(float)); // filled in below
                     missing = true;
                 }
-                normals[v * 3] = n.x;
-                normals[v * 3 + 1] = n.y;
-                normals[v * 3 + 2] = n.z;
             }
             // Files with zero normals (common in STL) and degenerate faces
             // leave vertices without a usable normal: they get the normal of
@@ -300,12 +154,9 @@ private:
         }
         geometry->ComputeBoundingBox();
 
-        const std::string label =
-            mesh.mName.length > 0 ? std::string(mesh.mName.C_Str()) : "mesh" + std::to_string(meshIndex);
-        glm::vec3 color = m_Options.color;
-        FileColor(m_Scene, &mesh, color);
+        const std::string label = !mesh.name.empty() ? mesh.name : "mesh" + std::to_string(meshIndex);
         auto material = orvcore::MeshPhongMaterial::Create(label);
-        material->SetColor(color);
+        material->SetColor(mesh.hasColor ? mesh.color : m_Options.color);
         material->SetOpacity(m_Options.opacity);
         material->SetFaceSide(orvcore::FACE_DOUBLE);
         if (material->GetOpacity() < 1.0f) {
@@ -336,7 +187,7 @@ private:
         shapes.edges = std::make_shared<orvcore::PrimitiveShape>(lines, lineMaterial);
     }
 
-    const aiScene* m_Scene;
+    const FileModel& m_File;
     const ImportOptions& m_Options;
     ImportedModel& m_Model;
     std::vector<MeshShapes> m_Meshes;
@@ -352,41 +203,18 @@ bool Fail(const std::string& message, ImportedModel& model, std::string& error)
 
 } // namespace
 
-
 bool ImportModel(const std::string& path, const ImportOptions& options, ImportedModel& model, std::string& error)
 {
     model = ImportedModel();
     error.clear();
-    std::error_code code;
-    if (std::filesystem::is_directory(path, code))
-        return Fail("cannot read " + path + ": is a directory", model, error);
-
     try {
-        Assimp::Importer importer;
-        float angle = options.featureAngleDegrees;
-        if (!std::isfinite(angle))
-            angle = 30.0f;
-        importer.SetPropertyFloat(AI_CONFIG_PP_GSN_MAX_SMOOTHING_ANGLE, std::clamp(angle, 0.0f, 175.0f));
-        // Normals come after the faces got vertices of their own (see
-        // SplitSharedVertices), so this runs in two steps.
-        const aiScene* scene = importer.ReadFile(path, aiProcess_Triangulate | aiProcess_SortByPType);
-        if (scene) {
-            for (unsigned i = 0; i < scene->mNumMeshes && scene->mMeshes; ++i)
-                if (scene->mMeshes[i])
-                    SplitSharedVertices(*scene->mMeshes[i]);
-            scene = importer.ApplyPostProcessing(aiProcess_GenSmoothNormals | aiProcess_JoinIdenticalVertices);
-        }
-        if (!scene) {
-            std::string reason = importer.GetErrorString();
-            if (reason.empty())
-                reason = "unknown error";
+        FileModel file;
+        std::string reason;
+        if (!ReadModelFile(path, options.featureAngleDegrees, options.timeLimitSeconds, options.memoryLimitMb, file,
+                           reason))
             return Fail("cannot read " + path + ": " + reason, model, error);
-        }
-        if (!scene->mRootNode)
-            return Fail("no triangles in " + path, model, error);
-
-        SceneBuilder builder(scene, options, model);
-        model.root = builder.BuildNode(scene->mRootNode, 0, true);
+        SceneBuilder builder(file, options, model);
+        model.root = builder.BuildNode(file.root, 0, true);
         if (!model.root || model.triangles == 0)
             return Fail("no triangles in " + path, model, error);
         return true;

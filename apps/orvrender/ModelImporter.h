@@ -21,6 +21,11 @@ struct ImportOptions {
     bool edges = true;                 ///< add the feature edges of every mesh
     float featureAngleDegrees = 30.0f; ///< dihedral angle above which an edge is a feature edge
     glm::vec3 edgeColor{0.1f, 0.1f, 0.1f};
+    /// Limits of the reader process (see `ImportModel`): wall-clock seconds,
+    /// and address space in MiB (not applied in sanitizer builds, whose
+    /// shadow memory needs the whole address space).
+    unsigned timeLimitSeconds = 120;
+    std::size_t memoryLimitMb = 8192;
 };
 
 /// What `ImportModel` produced.
@@ -44,6 +49,13 @@ struct ImportedModel {
 /// (member 1). Without edges every mesh becomes a `PrimitiveSceneNode`.
 /// Geometry and node boxes are set; call `UpdateTransform` on the root for
 /// the world boxes.
+///
+/// Files come from users and Assimp cannot be trusted with every file, so
+/// Assimp reads in a child process under the limits of `options`, and hands
+/// back plain arrays that are checked again here: a file that crashes the
+/// reader, makes it run too long or want too much memory is reported like
+/// any other unreadable file. Files the model refers to (materials, buffers)
+/// are opened only when they are regular files.
 ///
 /// On failure returns false, leaves `model` empty, puts the reason in
 /// `error` ("cannot read <path>: <reason>", "no triangles in <path>") and

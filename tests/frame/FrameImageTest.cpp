@@ -2,11 +2,8 @@
 // renderer and the basic pipeline, compared with golden images under
 // tests/golden (see GoldenImage.h for the tolerance; scripts/update-goldens
 // rewrites them deliberately).
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
-#include <memory>
-#include <string>
-#include <vector>
 
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
@@ -14,12 +11,9 @@
 #include <orvkernel/camera/CameraOperator.h>
 #include <orvkernel/geometry/GeometryBuilder.h>
 #include <orvkernel/gl/EglContext.h>
-#include <orvkernel/gl/GlRenderDevice.h>
 #include <orvkernel/material/BasicMaterial.h>
 #include <orvkernel/material/MeshPhongMaterial.h>
 #include <orvkernel/material/PointsMaterial.h>
-#include <orvkernel/texture/ImageDecoder.h>
-#include <unistd.h>
 #include <orvcore/pick/Raycaster.h>
 #include <orvcore/pick/SelectionManager.h>
 #include <orvcore/render/BasicPipeline.h>
@@ -170,15 +164,16 @@ TEST_F(FrameImageTest, TransparentFaceOverOpaqueWithVertices)
 }
 
 namespace {
-// A small binary PPM image of one colour with a darker frame.
-void WriteImage(const std::string& path, unsigned int w, unsigned int h, uint8_t r, uint8_t g, uint8_t b)
+// A small binary PPM image whose pixel (x, y), rows from the top, is colour(x, y).
+template <typename Colour>
+void WritePpm(const std::string& path, unsigned int w, unsigned int h, Colour colour)
 {
     std::ofstream out(path, std::ios::binary);
     out << "P6\n" << w << " " << h << "\n255\n";
     for (unsigned int y = 0; y < h; ++y)
         for (unsigned int x = 0; x < w; ++x) {
-            const bool edge = x < 2 || y < 2 || x + 2 >= w || y + 2 >= h;
-            out.put(char(edge ? r / 2 : r)).put(char(edge ? g / 2 : g)).put(char(edge ? b / 2 : b));
+            const glm::ivec3 c = colour(x, y);
+            out.put(char(c.r)).put(char(c.g)).put(char(c.b));
         }
 }
 } // namespace
@@ -186,15 +181,9 @@ void WriteImage(const std::string& path, unsigned int w, unsigned int h, uint8_t
 TEST_F(FrameImageTest, ImageBackgroundBehindTheModel)
 {
     BuildCell();
+    // A vertical gradient, dark at the top.
     const std::string path = ::testing::TempDir() + "orv_background.ppm";
-    {
-        // A vertical gradient, dark at the top (rows are stored top first).
-        std::ofstream out(path, std::ios::binary);
-        out << "P6\n64 64\n255\n";
-        for (int y = 0; y < 64; ++y)
-            for (int x = 0; x < 64; ++x)
-                out.put(char(40 + y * 3)).put(char(60 + y * 2)).put(char(90 + x));
-    }
+    WritePpm(path, 64, 64, [](int x, int y) { return glm::ivec3(40 + y * 3, 60 + y * 2, 90 + x); });
     auto image = std::make_shared<ImageTexture2D>();
     ASSERT_TRUE(image->Load(path));
     manager->SetBackground(std::make_shared<ImageBackground>(image));
@@ -204,21 +193,24 @@ TEST_F(FrameImageTest, ImageBackgroundBehindTheModel)
 TEST_F(FrameImageTest, SkyboxAroundAnOrthographicView)
 {
     // The six faces are read relative to the working directory.
+    // Each face one colour with a darker frame.
     const std::string dir = ::testing::TempDir() + "orv_sky";
-    ASSERT_EQ(std::system(("mkdir -p " + dir + "/skybox").c_str()), 0);
-    const uint8_t colors[6][3] = {{200, 60, 60}, {60, 200, 60}, {60, 60, 200}, {200, 200, 60}, {60, 200, 200}, {200, 60, 200}};
+    std::filesystem::create_directories(dir + "/skybox");
+    const glm::ivec3 colors[6] = {{200, 60, 60}, {60, 200, 60}, {60, 60, 200}, {200, 200, 60}, {60, 200, 200},
+                                  {200, 60, 200}};
     const char* names[6] = {"posx", "negx", "negy", "posy", "posz", "negz"};
     for (int i = 0; i < 6; ++i)
-        WriteImage(dir + "/skybox/EnvMap_" + names[i] + ".jpg", 32, 32, colors[i][0], colors[i][1], colors[i][2]);
-    char previous[4096];
-    ASSERT_NE(getcwd(previous, sizeof(previous)), nullptr);
-    ASSERT_EQ(chdir(dir.c_str()), 0);
+        WritePpm(dir + "/skybox/EnvMap_" + names[i] + ".jpg", 32, 32, [&](unsigned x, unsigned y) {
+            return x < 2 || y < 2 || x >= 30 || y >= 30 ? colors[i] / 2 : colors[i];
+        });
+    const std::filesystem::path previous = std::filesystem::current_path();
+    std::filesystem::current_path(dir);
 
     BuildCell();
     manager->GetCamera()->SetProjectionType(Camera::PROJECTION_ORTHOGRAPHIC);
     manager->SetBackground(SkyboxBackground::Create(""));
     auto image = DrawFrame(); // the faces are decoded on the first frame
-    ASSERT_EQ(chdir(previous), 0);
+    std::filesystem::current_path(previous);
     EXPECT_EQ(manager->GetCamera()->GetProjectionType(), uint32_t(Camera::PROJECTION_ORTHOGRAPHIC));
     ExpectMatchesGolden("skybox", *image);
 }

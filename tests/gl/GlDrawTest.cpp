@@ -1,7 +1,6 @@
 #include "GlFixture.h"
 
 #include <array>
-#include <cstdio>
 
 #include <glm/gtc/matrix_transform.hpp>
 
@@ -26,18 +25,21 @@ namespace {
 using GlDrawTest = GlTest;
 
 const Rgba kBlack{0, 0, 0, 255};
+const Rgba kWhite{255, 255, 255, 255};
+const Rgba kRed{255, 0, 0, 255};
+const Rgba kGreen{0, 255, 0, 255};
+const Rgba kBlue{0, 0, 255, 255};
 
 /// Pixel of a world point under a camera (bottom-left origin).
 glm::ivec2 Project(const Camera& camera, const glm::vec3& point)
 {
     const glm::vec4 clip = camera.GetViewProjectionMatrix() * glm::vec4(point, 1.0f);
-    const glm::vec2 ndc = glm::vec2(clip) / clip.w;
-    return glm::ivec2((ndc + 1.0f) * 0.5f * float(camera.GetWidth()));
+    return glm::ivec2((glm::vec2(clip) / clip.w + 1.0f) * 0.5f * float(camera.GetWidth()));
 }
 
 int Brightness(const Rgba& c) { return c.r + c.g + c.b; }
 
-TEST_F(GlDrawTest, BasicTriangleCoversTheCentreOnly)
+TEST_F(GlDrawTest, TrianglesFacesVertexColoursIndicesAndRanges)
 {
     ClearBlack();
     auto material = BasicMaterial::Create("red");
@@ -47,125 +49,94 @@ TEST_F(GlDrawTest, BasicTriangleCoversTheCentreOnly)
     ASSERT_NE(device->ActiveMaterial(material), nullptr);
     device->Draw(triangle.get(), glm::mat4(1.0f));
     Read();
-    EXPECT_TRUE(Near(At(32, 32), Rgba{255, 0, 0, 255}, 0)) << At(32, 32);
-    EXPECT_TRUE(Near(At(2, 2), kBlack, 0));
-    EXPECT_TRUE(Near(At(61, 61), kBlack, 0));
+    EXPECT_TRUE(Near(At(32, 32), kRed, 0)) << At(32, 32);
+    EXPECT_TRUE(Near(At(2, 2), kBlack, 0) && Near(At(61, 61), kBlack, 0));
     EXPECT_EQ(device->GetDrawCount(), 1u);
-
     // The model matrix moves it: shifted right by a quarter of the view.
     ClearBlack();
     device->Draw(triangle.get(), glm::translate(glm::mat4(1.0f), glm::vec3(0.5f, 0.0f, 0.0f)));
     Read();
-    EXPECT_TRUE(Near(At(48, 24), Rgba{255, 0, 0, 255}, 0));
+    EXPECT_TRUE(Near(At(48, 24), kRed, 0));
     EXPECT_TRUE(Near(At(20, 20), kBlack, 0));
-}
 
-TEST_F(GlDrawTest, FrontFacesOnlyUnlessDoubleSided)
-{
-    auto material = BasicMaterial::Create("sides");
-    // Clockwise on screen: a back face.
+    // Clockwise on screen is a back face: drawn only when double-sided.
     auto clockwise = Geometry(PRIMITIVE_TRIANGLES, {Ndc(16, 16), Ndc(32, 48), Ndc(48, 16)});
-    ClearBlack();
-    device->ActiveMaterial(material);
-    device->Draw(clockwise.get(), 0, 0);
-    Read();
-    EXPECT_TRUE(Near(At(32, 28), kBlack, 0));
+    for (const bool both : {false, true}) {
+        material->SetFaceSide(both ? FACE_DOUBLE : FACE_FRONT);
+        ClearBlack();
+        device->ActiveMaterial(material);
+        device->Draw(clockwise.get(), 0, 0);
+        Read();
+        EXPECT_TRUE(Near(At(32, 28), both ? kRed : kBlack, 0)) << both;
+    }
 
-    material->SetFaceSide(FACE_DOUBLE);
-    device->ActiveMaterial(material);
-    device->Draw(clockwise.get(), 0, 0);
-    Read();
-    EXPECT_TRUE(Near(At(32, 28), Rgba{255, 255, 255, 255}, 0));
-}
-
-TEST_F(GlDrawTest, VertexColoursIndicesAndRangesAreHonoured)
-{
+    // Two squares sharing vertices through a 16-bit index, the left one green
+    // and the right one blue by vertex colour; only elements 6..11 drawn.
     ClearBlack();
-    // Two squares side by side sharing vertices through a 16-bit index:
-    // the left one green, the right one blue by vertex colour.
-    const std::vector<glm::vec3> points = {Ndc(4, 16),  Ndc(30, 16), Ndc(30, 48), Ndc(4, 48),
-                                           Ndc(34, 16), Ndc(60, 16), Ndc(60, 48), Ndc(34, 48)};
-    auto geometry = Geometry(PRIMITIVE_TRIANGLES, points);
+    auto geometry = Geometry(PRIMITIVE_TRIANGLES, {Ndc(4, 16), Ndc(30, 16), Ndc(30, 48), Ndc(4, 48), Ndc(34, 16),
+                                                   Ndc(60, 16), Ndc(60, 48), Ndc(34, 48)});
     const std::vector<float> colors = {0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 0, 1, 0, 0, 1, 0, 0, 1, 0, 0, 1};
     geometry->SetAttribute(ATTRIBUTE_COLOR, std::make_shared<BufferAttribute>(colors.data(), colors.size(), 3));
     geometry->SetIndex(std::make_shared<ElementAttribute>(std::vector<uint16_t>{0, 1, 2, 0, 2, 3, 4, 5, 6, 4, 6, 7}));
-    auto material = BasicMaterial::Create("colours");
-    material->SetVertexColors(true);
-    device->ActiveMaterial(material);
-    // Only the second square: elements 6..11.
+    auto coloured = BasicMaterial::Create("colours");
+    coloured->SetVertexColors(true);
+    device->ActiveMaterial(coloured);
     device->Draw(geometry.get(), 6, 6);
     Read();
     EXPECT_TRUE(Near(At(16, 32), kBlack, 0));
-    EXPECT_TRUE(Near(At(48, 32), Rgba{0, 0, 255, 255}, 0)) << At(48, 32);
-
+    EXPECT_TRUE(Near(At(48, 32), kBlue, 0)) << At(48, 32);
     // Everything, with a 32-bit index this time.
     geometry->SetIndex(std::make_shared<ElementAttribute>(std::vector<uint32_t>{0, 1, 2, 0, 2, 3, 4, 5, 6, 4, 6, 7}));
     device->Draw(geometry.get(), 0, 0);
     Read();
-    EXPECT_TRUE(Near(At(16, 32), Rgba{0, 255, 0, 255}, 0)) << At(16, 32);
-    EXPECT_TRUE(Near(At(48, 32), Rgba{0, 0, 255, 255}, 0));
+    EXPECT_TRUE(Near(At(16, 32), kGreen, 0)) << At(16, 32);
+    EXPECT_TRUE(Near(At(48, 32), kBlue, 0));
 }
 
-TEST_F(GlDrawTest, MarkedStateBrightensAndOpacityBlends)
+TEST_F(GlDrawTest, MarkedStateBrightensOpacityBlendsAndDepthHides)
 {
     device->SetClearColor(glm::vec4(0.0f, 0.0f, 1.0f, 1.0f));
     device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
     auto square = GeometryBuilder::CreatePlane(1.0f, 1.0f);
-
     auto marked = BasicMaterial::Create("marked");
     marked->SetColor(glm::vec3(0.5f, 0.0f, 0.0f));
     marked->SetState(MATERIAL_STATE_MARKED);
     device->ActiveMaterial(marked);
     device->Draw(square.get(), 0, 0);
     Read();
-    const Rgba bright = At(32, 32);
-    EXPECT_GT(bright.r, 140);
-    EXPECT_GT(bright.g, 50);
+    EXPECT_GT(At(32, 32).r, 140);
+    EXPECT_GT(At(32, 32).g, 50);
 
-    // Half-transparent red over the opaque blue background: purple.
-    device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
+    // Half-transparent red over the opaque blue background is purple; without
+    // blending the same colour replaces what is there.
     auto glass = BasicMaterial::Create("glass");
     glass->SetColor(glm::vec3(1.0f, 0.0f, 0.0f));
     glass->SetOpacity(0.5f);
-    glass->BlendingMode = BLENDING_TRANSPARENT;
-    glass->RequestUpdate();
-    device->ActiveMaterial(glass);
-    device->Draw(square.get(), 0, 0);
-    Read();
-    EXPECT_TRUE(Near(At(32, 32), Rgba{128, 0, 127, 255}, 2)) << At(32, 32);
+    for (const auto mode : {BLENDING_TRANSPARENT, BLENDING_NONE}) {
+        glass->BlendingMode = mode;
+        glass->RequestUpdate();
+        device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
+        device->ActiveMaterial(glass);
+        device->Draw(square.get(), 0, 0);
+        Read();
+        const Rgba c = At(32, 32);
+        EXPECT_TRUE(mode == BLENDING_NONE ? c.r > 250 && c.b == 0 : Near(c, Rgba{128, 0, 127, 255}, 2)) << c;
+    }
 
-    // Without blending the same colour replaces what is there.
-    glass->BlendingMode = BLENDING_NONE;
-    glass->RequestUpdate();
-    device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
-    device->ActiveMaterial(glass);
-    device->Draw(square.get(), 0, 0);
-    Read();
-    EXPECT_EQ(At(32, 32).b, 0);
-}
-
-TEST_F(GlDrawTest, TransparentOverOpaqueWithDepth)
-{
-    auto camera = Camera::CreateOrthographic(kSize, kSize, 1.0f, -10.0f, 10.0f);
-    device->SetCamera(camera);
+    // In front of an opaque plane it blends; behind it the depth test hides it.
+    device->SetCamera(Camera::CreateOrthographic(kSize, kSize, 1.0f, -10.0f, 10.0f));
     ClearBlack();
-    auto plane = GeometryBuilder::CreatePlane(0.2f, 0.2f);
     auto opaque = BasicMaterial::Create("opaque");
     opaque->SetColor(glm::vec3(0.0f, 0.0f, 1.0f));
-    auto glass = BasicMaterial::Create("glass");
-    glass->SetColor(glm::vec3(1.0f, 0.0f, 0.0f));
-    glass->SetOpacity(0.5f);
     glass->BlendingMode = BLENDING_TRANSPARENT;
     glass->DepthWrite = false;
     glass->RequestUpdate();
-
-    const glm::mat4 front = glm::translate(glm::mat4(1.0f), glm::vec3(0.0f, 0.0f, 0.5f));
+    auto plane = GeometryBuilder::CreatePlane(0.2f, 0.2f);
     device->ActiveMaterial(opaque);
     device->Draw(plane.get(), 0, 0);
     device->ActiveMaterial(glass);
     auto shape = std::make_shared<PrimitiveShape>(plane, glass);
-    device->Draw(shape.get(), front);
-    // Behind the opaque plane: hidden by the depth test.
+    device->Draw(shape.get(), glm::translate(glm::mat4(1.0f), glm::vec3(0.0f, 0.0f, 0.5f)));
     device->Draw(shape.get(), glm::translate(glm::mat4(1.0f), glm::vec3(0.0f, 0.0f, -0.5f)));
     Read();
     EXPECT_TRUE(Near(At(32, 32), Rgba{128, 0, 127, 255}, 2)) << At(32, 32);
@@ -178,20 +149,19 @@ TEST_F(GlDrawTest, PhongShadesFacesByTheirNormals)
     device->SetCamera(camera);
     auto box = std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(1.0f)),
                                                 MeshPhongMaterial::Create("phong"));
-    const glm::ivec2 side = Project(*camera, glm::vec3(0.0f, -0.5f, 0.0f));
-    const glm::ivec2 right = Project(*camera, glm::vec3(0.5f, 0.0f, 0.0f));
-    const glm::ivec2 top = Project(*camera, glm::vec3(0.0f, 0.0f, 0.5f));
-
+    const auto at = [&](const glm::vec3& p) {
+        const glm::ivec2 pixel = Project(*camera, p);
+        return At(unsigned(pixel.x), unsigned(pixel.y));
+    };
     // Without lights from a manager: one light from the eye; faces turned
     // differently towards the eye get different shades.
     ClearBlack();
     ASSERT_NE(device->ActiveMaterial(box->GetMaterial()), nullptr);
     device->Draw(box.get(), glm::mat4(1.0f));
     Read();
-    const Rgba headSide = At(unsigned(side.x), unsigned(side.y));
-    const Rgba headRight = At(unsigned(right.x), unsigned(right.y));
-    EXPECT_GT(Brightness(headSide), 150) << headSide;
-    EXPECT_GT(std::abs(Brightness(headSide) - Brightness(headRight)), 20) << headSide << headRight;
+    const Rgba side = at(glm::vec3(0.0f, -0.5f, 0.0f)), right = at(glm::vec3(0.5f, 0.0f, 0.0f));
+    EXPECT_GT(Brightness(side), 150) << side;
+    EXPECT_GT(std::abs(Brightness(side) - Brightness(right)), 20) << side << right;
 
     // A light straight down: the top is lit, the sides only by the ambient.
     LightManager lights;
@@ -205,10 +175,8 @@ TEST_F(GlDrawTest, PhongShadesFacesByTheirNormals)
     ASSERT_NE(lights.ActiveMaterial(device.get(), box->GetMaterial().get()), nullptr);
     device->Draw(box.get(), glm::mat4(1.0f));
     Read();
-    const Rgba litTop = At(unsigned(top.x), unsigned(top.y));
-    const Rgba litSide = At(unsigned(side.x), unsigned(side.y));
-    EXPECT_GT(litTop.r, 230) << litTop;
-    EXPECT_TRUE(Near(litSide, Rgba{51, 51, 51, 255}, 3)) << litSide;
+    EXPECT_GT(at(glm::vec3(0.0f, 0.0f, 0.5f)).r, 230) << at(glm::vec3(0.0f, 0.0f, 0.5f));
+    EXPECT_TRUE(Near(at(glm::vec3(0.0f, -0.5f, 0.0f)), Rgba{51, 51, 51, 255}, 3)) << at(glm::vec3(0, -0.5f, 0));
 }
 
 TEST_F(GlDrawTest, PointsAreRoundDiscsOfTheirSize)
@@ -216,13 +184,10 @@ TEST_F(GlDrawTest, PointsAreRoundDiscsOfTheirSize)
     ClearBlack();
     auto material = PointsMaterial::Create("points");
     material->SetPointSize(10.0f);
-    auto points = Geometry(PRIMITIVE_POINTS, {Ndc(32, 32)});
     device->ActiveMaterial(material);
-    device->Draw(points.get(), 0, 0);
+    device->Draw(Geometry(PRIMITIVE_POINTS, {Ndc(32, 32)}).get(), 0, 0);
     Read();
-    int widestRow = 0;
-    int widestColumn = 0;
-    int total = 0;
+    int widestRow = 0, widestColumn = 0, total = 0;
     for (unsigned int i = 0; i < kSize; ++i) {
         widestRow = std::max(widestRow, LitInRow(i));
         widestColumn = std::max(widestColumn, LitInColumn(i));
@@ -231,8 +196,7 @@ TEST_F(GlDrawTest, PointsAreRoundDiscsOfTheirSize)
     EXPECT_EQ(widestRow, 10);
     EXPECT_EQ(widestColumn, 10);
     // The corners of the 10 x 10 square are left out: about pi * 25 pixels.
-    EXPECT_TRUE(Near(At(27, 27), kBlack, 0));
-    EXPECT_TRUE(Near(At(36, 36), kBlack, 0));
+    EXPECT_TRUE(Near(At(27, 27), kBlack, 0) && Near(At(36, 36), kBlack, 0));
     EXPECT_GT(total, 68);
     EXPECT_LT(total, 90);
 
@@ -243,60 +207,49 @@ TEST_F(GlDrawTest, PointsAreRoundDiscsOfTheirSize)
     device->DrawPoint(Ndc(10, 50));
     device->DrawPoint(Ndc(50, 10));
     Read();
-    EXPECT_TRUE(Near(At(10, 50), Rgba{255, 255, 255, 255}, 0));
-    EXPECT_TRUE(Near(At(50, 10), Rgba{255, 255, 255, 255}, 0));
+    EXPECT_TRUE(Near(At(10, 50), kWhite, 0) && Near(At(50, 10), kWhite, 0));
     EXPECT_EQ(LitInRow(50), 4);
 }
 
-TEST_F(GlDrawTest, LinesHaveTheirWidthInPixels)
+TEST_F(GlDrawTest, LinesHaveTheirWidthInPixelsAndDashesFollowTheDistance)
 {
-    // A horizontal segment along the pixel centres of row 32.
-    auto line = Geometry(PRIMITIVE_LINES, {Ndc(8, 32.5f), Ndc(56, 32.5f)});
+    // A horizontal segment along the pixel centres of row 32, 5 pixels wide.
     auto basic = BasicMaterial::Create("wide");
     basic->LineWidth = 5;
     basic->RequestUpdate();
     ClearBlack();
     device->ActiveMaterial(basic);
-    device->Draw(line.get(), 0, 0);
+    device->Draw(Geometry(PRIMITIVE_LINES, {Ndc(8, 32.5f), Ndc(56, 32.5f)}).get(), 0, 0);
     Read();
     EXPECT_EQ(LitInColumn(32), 5);
     EXPECT_EQ(LitInRow(32), 48);
-    EXPECT_TRUE(Near(At(32, 30), Rgba{255, 255, 255, 255}, 0));
-    EXPECT_TRUE(Near(At(32, 34), Rgba{255, 255, 255, 255}, 0));
-
+    EXPECT_TRUE(Near(At(32, 30), kWhite, 0) && Near(At(32, 34), kWhite, 0));
     // A vertical strip drawn with the dashed template, 3 pixels wide.
-    auto strip = Geometry(PRIMITIVE_LINE_STRIP, {Ndc(20.5f, 8), Ndc(20.5f, 56)});
     auto dashed = LineDashedMaterial::Create("dashed");
     dashed->LineWidth = 3;
     dashed->SetColor(glm::vec3(0.0f, 1.0f, 0.0f));
     ClearBlack();
     device->ActiveMaterial(dashed);
-    device->Draw(strip.get(), 0, 0);
+    device->Draw(Geometry(PRIMITIVE_LINE_STRIP, {Ndc(20.5f, 8), Ndc(20.5f, 56)}).get(), 0, 0);
     Read();
     EXPECT_EQ(LitInRow(32), 3);
     EXPECT_EQ(LitInColumn(20), 48);
-}
 
-TEST_F(GlDrawTest, DashesFollowTheLineDistance)
-{
+    // Dashes of 4 and gaps of 4 along the line distance; the same material
+    // on a line without distances draws it solid.
     auto line = Geometry(PRIMITIVE_LINES, {Ndc(0, 32.5f), Ndc(64, 32.5f)});
     const float distances[] = {0.0f, 64.0f};
     line->SetAttribute(ATTRIBUTE_LINE_DISTANCE, std::make_shared<BufferAttribute>(distances, 2, 1));
-    auto dashed = LineDashedMaterial::Create("dashes");
+    dashed->LineWidth = 1;
     dashed->SetDash(4.0f, 4.0f);
+    dashed->SetColor(glm::vec3(1.0f));
     ClearBlack();
     device->ActiveMaterial(dashed);
     device->Draw(line.get(), 0, 0);
+    device->Draw(Geometry(PRIMITIVE_LINES, {Ndc(0, 20.5f), Ndc(64, 20.5f)}).get(), 0, 0);
     Read();
     EXPECT_EQ(LitInRow(32), 32);
-    EXPECT_TRUE(Near(At(1, 32), Rgba{255, 255, 255, 255}, 0));
-    EXPECT_TRUE(Near(At(6, 32), kBlack, 0));
-    EXPECT_TRUE(Near(At(9, 32), Rgba{255, 255, 255, 255}, 0));
-
-    // The same material on a line without distances draws it solid.
-    auto plain = Geometry(PRIMITIVE_LINES, {Ndc(0, 20.5f), Ndc(64, 20.5f)});
-    device->Draw(plain.get(), 0, 0);
-    Read();
+    EXPECT_TRUE(Near(At(1, 32), kWhite, 0) && Near(At(6, 32), kBlack, 0) && Near(At(9, 32), kWhite, 0));
     EXPECT_EQ(LitInRow(20), 64);
 }
 
@@ -307,51 +260,47 @@ TEST_F(GlDrawTest, TexturedQuadShowsTheImageUpright)
     auto texture = std::make_shared<ImageTexture2D>(2, 2, pixels);
     auto material = BasicMaterial::Create("textured");
     material->AddTexture("map", texture);
+    auto plane = GeometryBuilder::CreatePlane(2.0f, 2.0f);
     ClearBlack();
     device->ActiveMaterial(material);
-    device->Draw(GeometryBuilder::CreatePlane(2.0f, 2.0f).get(), 0, 0);
+    device->Draw(plane.get(), 0, 0);
     Read();
-    EXPECT_TRUE(Near(At(4, 60), Rgba{255, 0, 0, 255}, 1)) << At(4, 60);
-    EXPECT_TRUE(Near(At(60, 60), Rgba{0, 255, 0, 255}, 1)) << At(60, 60);
-    EXPECT_TRUE(Near(At(4, 4), Rgba{0, 0, 255, 255}, 1)) << At(4, 4);
-    EXPECT_TRUE(Near(At(60, 4), Rgba{255, 255, 255, 255}, 1)) << At(60, 4);
+    EXPECT_TRUE(Near(At(4, 60), kRed, 1)) << At(4, 60);
+    EXPECT_TRUE(Near(At(60, 60), kGreen, 1)) << At(60, 60);
+    EXPECT_TRUE(Near(At(4, 4), kBlue, 1)) << At(4, 4);
+    EXPECT_TRUE(Near(At(60, 4), kWhite, 1)) << At(60, 4);
     EXPECT_EQ(device->GetTextureUploadCount(), 1u);
-
     // A new image version is uploaded on the next activation.
     const uint8_t yellow[] = {255, 255, 0, 255};
     texture->SetImage(1, 1, yellow);
     device->ActiveMaterial(material);
-    device->Draw(GeometryBuilder::CreatePlane(2.0f, 2.0f).get(), 0, 0);
+    device->Draw(plane.get(), 0, 0);
     Read();
     EXPECT_TRUE(Near(At(4, 4), Rgba{255, 255, 0, 255}, 1)) << At(4, 4);
     EXPECT_EQ(device->GetTextureUploadCount(), 2u);
 }
 
-TEST_F(GlDrawTest, FontTextIsTintedAndBillboarded)
+TEST_F(GlDrawTest, FontTextIsTintedBackedAndBillboarded)
 {
     auto font = FontMaterial::Create("label");
-    const auto size = font->SetText(L"MMMM", 32.0f, std::string());
-    ASSERT_GT(size.first, 1u);
+    ASSERT_GT(font->SetText(L"MMMM", 32.0f, std::string()).first, 1u);
     font->SetColor(glm::vec3(1.0f, 0.0f, 0.0f));
     auto plane = GeometryBuilder::CreatePlane(2.0f, 2.0f);
-
+    const auto count = [&](bool (*test)(const Rgba&)) {
+        int n = 0;
+        for (unsigned int y = 0; y < kSize; ++y)
+            for (unsigned int x = 0; x < kSize; ++x)
+                n += test(At(x, y)) ? 1 : 0;
+        return n;
+    };
     ClearBlack();
     ASSERT_NE(device->ActiveMaterial(font), nullptr);
     device->Draw(plane.get(), 0, 0);
     Read();
-    int red = 0;
-    int other = 0;
-    for (unsigned int y = 0; y < kSize; ++y) {
-        for (unsigned int x = 0; x < kSize; ++x) {
-            const Rgba c = At(x, y);
-            red += c.r > 200 ? 1 : 0;
-            other += (c.g > 20 || c.b > 20) ? 1 : 0;
-        }
-    }
+    const int red = count([](const Rgba& c) { return c.r > 200; });
     EXPECT_GT(red, 200);
-    EXPECT_GT(kSize * kSize - red, 200u);
-    EXPECT_EQ(other, 0);
-
+    EXPECT_GT(int(kSize * kSize) - red, 200);
+    EXPECT_EQ(count([](const Rgba& c) { return c.g > 20 || c.b > 20; }), 0);
     // With a background colour the whole rectangle is opaque.
     font->SetBackground(glm::vec3(0.0f, 0.0f, 1.0f));
     font->SetText(L"MMMM", 32.0f, std::string());
@@ -359,34 +308,25 @@ TEST_F(GlDrawTest, FontTextIsTintedAndBillboarded)
     device->ActiveMaterial(font);
     device->Draw(plane.get(), 0, 0);
     Read();
-    int blue = 0;
-    for (unsigned int y = 0; y < kSize; ++y)
-        for (unsigned int x = 0; x < kSize; ++x)
-            blue += At(x, y).b > 200 ? 1 : 0;
-    EXPECT_GT(blue, 200);
+    EXPECT_GT(count([](const Rgba& c) { return c.b > 200; }), 200);
 
-    // A billboard faces the camera: a plane lying edge-on to the view is
-    // still drawn.
-    auto camera = std::make_shared<Camera>(kSize, kSize, glm::vec3(0.0f, -5.0f, 0.0f), glm::vec3(0.0f),
-                                           glm::vec3(0.0f, 0.0f, 1.0f));
-    device->SetCamera(camera);
-    ClearBlack();
-    device->ActiveMaterial(font);
-    device->Draw(plane.get(), 0, 0);
-    Read();
-    EXPECT_TRUE(Near(At(32, 32), kBlack, 0));
-    font->SetBillboard(true);
-    device->ActiveMaterial(font);
-    device->Draw(plane.get(), 0, 0);
-    Read();
-    EXPECT_FALSE(Near(At(32, 32), kBlack, 0));
+    // A plane lying edge-on to the view is drawn only as a billboard.
+    device->SetCamera(std::make_shared<Camera>(kSize, kSize, glm::vec3(0.0f, -5.0f, 0.0f), glm::vec3(0.0f),
+                                               glm::vec3(0.0f, 0.0f, 1.0f)));
+    for (const bool billboard : {false, true}) {
+        font->SetBillboard(billboard);
+        ClearBlack();
+        device->ActiveMaterial(font);
+        device->Draw(plane.get(), 0, 0);
+        Read();
+        EXPECT_EQ(Near(At(32, 32), kBlack, 0), !billboard);
+    }
 }
 
 TEST_F(GlDrawTest, EveryBuiltInTemplateBuildsWithItsLineVariant)
 {
     MaterialManager::Instance().Build(device.get());
-    EXPECT_TRUE(log.warnings.empty()) << log.warnings.front();
-    EXPECT_TRUE(log.others.empty()) << log.others.front();
+    EXPECT_TRUE(log.warnings.empty() && log.others.empty());
     for (const char* name : {"basic", "phong", "points", "dashed", "font", "background", "cube", "depth",
                              "ext/dark_depth", "ext/HorizontalBlur", "ext/VerticalBlur"})
         EXPECT_NE(device->GetProgram(name), nullptr) << name;
@@ -433,9 +373,6 @@ TEST_F(GlDrawTest, CubeTemplateShowsTheFaceInTheViewDirection)
     }
     auto cube = std::make_shared<ImageTextureCube>();
     ASSERT_TRUE(cube->Load(paths));
-    for (const std::string& path : paths)
-        std::remove(path.c_str());
-
     auto material = MaterialManager::Instance().Create("sky", "cube");
     material->AddTexture("envMap", cube);
     material->SetFaceSide(FACE_DOUBLE);
@@ -444,18 +381,14 @@ TEST_F(GlDrawTest, CubeTemplateShowsTheFaceInTheViewDirection)
     auto camera = std::make_shared<Camera>(kSize, kSize, glm::vec3(0.0f), glm::vec3(1.0f, 0.0f, 0.0f),
                                            glm::vec3(0.0f, 0.0f, 1.0f));
     device->SetCamera(camera);
-    ClearBlack();
-    ASSERT_NE(device->ActiveMaterial(material), nullptr);
-    device->Draw(box.get(), 0, 0);
-    Read();
-    EXPECT_TRUE(Near(At(32, 32), Rgba{255, 0, 0, 255}, 1)) << At(32, 32);
-
-    camera->LookAt(glm::vec3(0.0f), glm::vec3(0.0f, 0.0f, -1.0f), glm::vec3(0.0f, 1.0f, 0.0f));
-    ClearBlack();
-    device->ActiveMaterial(material);
-    device->Draw(box.get(), 0, 0);
-    Read();
-    EXPECT_TRUE(Near(At(32, 32), Rgba{255, 0, 255, 255}, 1)) << At(32, 32);
+    for (const Rgba& expected : {kRed, Rgba{255, 0, 255, 255}}) {
+        ClearBlack();
+        ASSERT_NE(device->ActiveMaterial(material), nullptr);
+        device->Draw(box.get(), 0, 0);
+        Read();
+        EXPECT_TRUE(Near(At(32, 32), expected, 1)) << At(32, 32);
+        camera->LookAt(glm::vec3(0.0f), glm::vec3(0.0f, 0.0f, -1.0f), glm::vec3(0.0f, 1.0f, 0.0f));
+    }
     EXPECT_EQ(device->GetTextureUploadCount(), 1u);
 }
 

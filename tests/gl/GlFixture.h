@@ -79,20 +79,13 @@ protected:
         return Rgba{p[0], p[1], p[2], p[3]};
     }
     /// Pixels of a row (or column) whose red, green or blue exceeds 127.
-    int LitInRow(unsigned int y) const
+    int LitInRow(unsigned int y) const { return Lit(0, y, 1, 0, image->GetWidth()); }
+    int LitInColumn(unsigned int x) const { return Lit(x, 0, 0, 1, image->GetHeight()); }
+    int Lit(unsigned int x, unsigned int y, unsigned int dx, unsigned int dy, unsigned int n) const
     {
         int count = 0;
-        for (unsigned int x = 0; x < image->GetWidth(); ++x) {
-            const Rgba c = At(x, y);
-            count += (c.r > 127 || c.g > 127 || c.b > 127) ? 1 : 0;
-        }
-        return count;
-    }
-    int LitInColumn(unsigned int x) const
-    {
-        int count = 0;
-        for (unsigned int y = 0; y < image->GetHeight(); ++y) {
-            const Rgba c = At(x, y);
+        for (unsigned int i = 0; i < n; ++i) {
+            const Rgba c = At(x + i * dx, y + i * dy);
             count += (c.r > 127 || c.g > 127 || c.b > 127) ? 1 : 0;
         }
         return count;

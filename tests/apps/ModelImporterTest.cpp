@@ -1,10 +1,7 @@
 #include <orvrender/ModelImporter.h>
 
-#include <algorithm>
-#include <array>
 #include <cstring>
 #include <fstream>
-#include <set>
 
 #include <glm/common.hpp>
 #include <glm/geometric.hpp>

@@ -4,7 +4,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
 
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>

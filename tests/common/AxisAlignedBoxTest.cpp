@@ -1,7 +1,5 @@
 #include <orvcommon/AxisAlignedBox.h>
 
-#include <cmath>
-
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 #include <fstream>
-#include <iterator>
 
 #include <orvkernel/camera/Camera.h>
 #include <orvkernel/device/RenderTarget.h>

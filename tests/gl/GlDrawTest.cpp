@@ -1,7 +1,5 @@
 #include "GlFixture.h"
 
-#include <array>
-
 #include <glm/gtc/matrix_transform.hpp>
 
 #include <orvkernel/camera/Camera.h>

@@ -2,11 +2,6 @@
 #include <orvkernel/camera/CameraOperator.h>
 #include <orvkernel/camera/Frustum.h>
 
-#include <cmath>
-#include <limits>
-#include <utility>
-#include <vector>
-
 #include <glm/geometric.hpp>
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>

@@ -2,11 +2,6 @@
 #include <orvkernel/text/FontManager.h>
 #include <orvkernel/text/FontMaterial.h>
 
-#include <cmath>
-#include <functional>
-#include <string>
-#include <vector>
-
 #include <gtest/gtest.h>
 
 #include "LogCapture.h"

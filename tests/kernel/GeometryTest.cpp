@@ -4,11 +4,6 @@
 #include <orvkernel/geometry/GeometryBuilder.h>
 #include <orvkernel/geometry/NormalCalculator.h>
 
-#include <cmath>
-#include <limits>
-#include <string>
-#include <vector>
-
 #include <glm/geometric.hpp>
 #include <gtest/gtest.h>
 

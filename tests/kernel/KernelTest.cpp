@@ -2,8 +2,6 @@
 #include <orvkernel/geometry/EnumPrimitiveType.h>
 #include <orvkernel/search/IntersectPoint.h>
 
-#include <set>
-
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 

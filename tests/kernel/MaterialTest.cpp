@@ -9,13 +9,6 @@
 #include <orvkernel/material/UniformSet.h>
 #include <orvkernel/texture/ImageTexture2D.h>
 
-#include <algorithm>
-#include <cmath>
-#include <functional>
-#include <limits>
-#include <string>
-#include <vector>
-
 #include <glm/geometric.hpp>
 #include <gtest/gtest.h>
 

@@ -3,8 +3,6 @@
 #include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 
-#include <set>
-
 #include <gtest/gtest.h>
 
 #include "ShapeFactory.h"

@@ -7,8 +7,6 @@
 #include <orvcore/scene/SceneManager.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 
-#include <cmath>
-
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 

@@ -6,8 +6,6 @@
 #include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 
-#include <set>
-
 #include <gtest/gtest.h>
 #include <orvkernel/light/LightManager.h>
 #include <orvkernel/material/BasicMaterial.h>

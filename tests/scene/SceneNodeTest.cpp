@@ -3,8 +3,6 @@
 #include <orvcore/scene/GeneralSceneNode.h>
 #include <orvcore/scene/GroupSceneNode.h>
 
-#include <set>
-
 #include <gtest/gtest.h>
 
 #include "Expect.h"

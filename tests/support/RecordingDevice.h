@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <map>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -63,9 +64,9 @@ private:
 
 /// A render device without GPU that records every call as readable text in
 /// `calls`, e.g. "SetTarget(shadow.map.0)", "ClearBuffers(0x4100)",
-/// "ActiveMaterial(System.DepthMaterial)". Queries (getters, `FindTarget`)
-/// are not recorded. Material activation returns the recording program when
-/// the material exists and has a template, else null.
+/// "ActiveMaterial(System.DepthMaterial)", "SetCamera". Queries (getters,
+/// `FindTarget`) are not recorded. Material activation returns the recording
+/// program when the material exists and has a template, else null.
 class RecordingDevice : public orvcore::RenderDevice {
 public:
     explicit RecordingDevice(unsigned int w = 800, unsigned int h = 600) : width(w), height(h) {}
@@ -81,33 +82,17 @@ public:
         program.uniforms.clear();
     }
     /// The calls whose text starts with `prefix`, in order.
-    std::vector<std::string> CallsStartingWith(const std::string& prefix) const
-    {
-        std::vector<std::string> found;
-        for (const std::string& call : calls)
-            if (call.compare(0, prefix.size(), prefix) == 0)
-                found.push_back(call);
-        return found;
-    }
+    std::vector<std::string> CallsStartingWith(const std::string& prefix) const { return Filter(prefix, true); }
     std::size_t Count(const std::string& prefix) const { return CallsStartingWith(prefix).size(); }
     /// The calls without those starting with `prefix` (e.g. without uniforms).
-    std::vector<std::string> CallsWithout(const std::string& prefix) const
-    {
-        std::vector<std::string> kept;
-        for (const std::string& call : calls)
-            if (call.compare(0, prefix.size(), prefix) != 0)
-                kept.push_back(call);
-        return kept;
-    }
+    std::vector<std::string> CallsWithout(const std::string& prefix) const { return Filter(prefix, false); }
     /// The name under which a target was added, "screen" for none.
-    std::string TargetName(const std::shared_ptr<orvcore::RenderTarget>& target) const
+    std::string TargetName(const std::shared_ptr<orvcore::RenderTarget>& t) const
     {
-        if (!target)
-            return "screen";
         for (const auto& entry : targets)
-            if (entry.second == target)
+            if (entry.second == t)
                 return entry.first;
-        return "unnamed";
+        return t ? "unnamed" : "screen";
     }
 
     // --- RenderDevice ---
@@ -116,22 +101,19 @@ public:
     unsigned int GetHeight() const override { return height; }
     void Resize(unsigned int w, unsigned int h) override
     {
-        calls.push_back("Resize(" + std::to_string(w) + "," + std::to_string(h) + ")");
+        Log("Resize", w, h);
         width = w;
         height = h;
     }
-
     void SetCamera(const std::shared_ptr<orvcore::Camera>& c) override
     {
         calls.push_back("SetCamera");
         camera = c;
     }
     const std::shared_ptr<orvcore::Camera>& GetCamera() const override { return camera; }
-
-    void SetTarget(const std::shared_ptr<orvcore::RenderTarget>& t,
-                   const std::shared_ptr<orvcore::Camera>& c) override
+    void SetTarget(const std::shared_ptr<orvcore::RenderTarget>& t, const std::shared_ptr<orvcore::Camera>& c) override
     {
-        calls.push_back("SetTarget(" + TargetName(t) + ")");
+        Log("SetTarget", TargetName(t));
         previousTarget = target;
         target = t;
         targetCamera = c;
@@ -140,7 +122,7 @@ public:
     const std::shared_ptr<orvcore::RenderTarget>& GetPreviousTarget() const override { return previousTarget; }
     void AddTarget(const std::string& name, const std::shared_ptr<orvcore::RenderTarget>& t) override
     {
-        calls.push_back("AddTarget(" + name + ")");
+        Log("AddTarget", name);
         targets[name] = t;
     }
     std::shared_ptr<orvcore::RenderTarget> FindTarget(const std::string& name) const override
@@ -148,67 +130,46 @@ public:
         const auto it = targets.find(name);
         return it == targets.end() ? nullptr : it->second;
     }
-
-    void SetClearColor(const glm::vec4& color) override
-    {
-        calls.push_back("SetClearColor(" + Num(color.r) + "," + Num(color.g) + "," + Num(color.b) + "," +
-                        Num(color.a) + ")");
-    }
-    void ClearBuffers(uint32_t bits) override { calls.push_back("ClearBuffers(" + Hex(bits) + ")"); }
-    void SetDepthTest(bool on) override { calls.push_back(std::string("SetDepthTest(") + (on ? "1" : "0") + ")"); }
+    void SetClearColor(const glm::vec4& c) override { Log("SetClearColor", Num(c.r), Num(c.g), Num(c.b), Num(c.a)); }
+    void ClearBuffers(uint32_t bits) override { Log("ClearBuffers", Hex(bits)); }
+    void SetDepthTest(bool on) override { Log("SetDepthTest", on); }
     void SetPolygonOffset(bool on, float factor, float units) override
     {
-        calls.push_back(std::string("SetPolygonOffset(") + (on ? "1" : "0") + "," + Num(factor) + "," + Num(units) +
-                        ")");
+        Log("SetPolygonOffset", on, Num(factor), Num(units));
     }
-
     orvcore::GpuShaderProgram* ActiveMaterial(const std::shared_ptr<orvcore::MaterialInstance>& material) override
     {
-        calls.push_back("ActiveMaterial(" + MaterialName(material.get()) + ")");
-        return Activate(material.get());
+        return Activate("ActiveMaterial", material.get());
     }
     orvcore::GpuShaderProgram* _ActiveMaterial(orvcore::MaterialInstance* material) override
     {
-        calls.push_back("_ActiveMaterial(" + MaterialName(material) + ")");
-        return Activate(material);
+        return Activate("_ActiveMaterial", material);
     }
     orvcore::GpuShaderProgram* ActiveShader(orvcore::MaterialInstance* material) override
     {
-        calls.push_back("ActiveShader(" + MaterialName(material) + ")");
-        return Activate(material);
+        return Activate("ActiveShader", material);
     }
     void ActiveTexture(uint32_t unit, const std::shared_ptr<orvcore::Texture>& texture) override
     {
-        calls.push_back("ActiveTexture(" + std::to_string(unit) + "," +
-                        (texture ? std::to_string(texture->GetObjectId()) : std::string("null")) + ")");
+        Log("ActiveTexture", unit, texture ? std::to_string(texture->GetObjectId()) : "null");
     }
     void ActiveTexture(uint32_t unit, const std::shared_ptr<orvcore::RenderTarget>& t, uint32_t attachment) override
     {
-        calls.push_back("ActiveTexture(" + std::to_string(unit) + "," + TargetName(t) + "," + Hex(attachment) + ")");
+        Log("ActiveTexture", unit, TargetName(t), Hex(attachment));
     }
-
-    void Draw(orvcore::PrimitiveShape* primitive, const glm::mat4& transform) override
+    void Draw(orvcore::PrimitiveShape* primitive, const glm::mat4&) override
     {
-        calls.push_back("Draw(" + (primitive ? std::to_string(primitive->GetObjectId()) : std::string("null")) +
-                        ")");
-        lastTransform = transform;
+        Log("Draw", primitive ? std::to_string(primitive->GetObjectId()) : "null");
     }
     void Draw(orvcore::BufferGeometry* geometry, uint32_t start, uint32_t count) override
     {
-        calls.push_back("DrawGeometry(" +
-                        (geometry ? std::to_string(geometry->GetObjectId()) : std::string("null")) + "," +
-                        std::to_string(start) + "," + std::to_string(count) + ")");
+        Log("DrawGeometry", geometry ? std::to_string(geometry->GetObjectId()) : "null", start, count);
     }
-    void DrawPoint(const glm::vec3& p) override
-    {
-        calls.push_back("DrawPoint(" + Num(p.x) + "," + Num(p.y) + "," + Num(p.z) + ")");
-    }
+    void DrawPoint(const glm::vec3& p) override { Log("DrawPoint", Num(p.x), Num(p.y), Num(p.z)); }
     void DrawScreenQuad() override { calls.push_back("DrawScreenQuad"); }
-
-    void BuildTemplate(const std::shared_ptr<orvcore::MaterialTemplate>& materialTemplate) override
+    void BuildTemplate(const std::shared_ptr<orvcore::MaterialTemplate>& t) override
     {
-        calls.push_back("BuildTemplate(" + (materialTemplate ? materialTemplate->GetName() : std::string("null")) +
-                        ")");
+        Log("BuildTemplate", t ? t->GetName() : "null");
     }
     void Gc() override { calls.push_back("Gc"); }
 
@@ -224,21 +185,30 @@ public:
     /// The camera given with the last `SetTarget`.
     std::shared_ptr<orvcore::Camera> targetCamera;
     std::map<std::string, std::shared_ptr<orvcore::RenderTarget>> targets;
-    /// The material of the last successful activation.
-    orvcore::MaterialInstance* currentMaterial = nullptr;
-    glm::mat4 lastTransform{1.0f};
 
 private:
-    static std::string MaterialName(const orvcore::MaterialInstance* material)
+    /// Records "name(a,b,...)"; booleans as 1 and 0.
+    template <typename... Args>
+    void Log(const std::string& name, const Args&... args)
     {
-        return material ? material->GetName() : std::string("null");
+        std::ostringstream text;
+        text << name << '(';
+        const char* separator = "";
+        ((text << separator << args, separator = ","), ...);
+        calls.push_back(text.str() + ')');
     }
-    orvcore::GpuShaderProgram* Activate(orvcore::MaterialInstance* material)
+    orvcore::GpuShaderProgram* Activate(const char* call, orvcore::MaterialInstance* material)
     {
-        if (!material || !material->GetTemplate())
-            return nullptr;
-        currentMaterial = material;
-        return &program;
+        Log(call, material ? material->GetName() : "null");
+        return material && material->GetTemplate() ? &program : nullptr;
+    }
+    std::vector<std::string> Filter(const std::string& prefix, bool keep) const
+    {
+        std::vector<std::string> found;
+        for (const std::string& call : calls)
+            if ((call.compare(0, prefix.size(), prefix) == 0) == keep)
+                found.push_back(call);
+        return found;
     }
 };
 

@@ -1,10 +1,6 @@
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/widget/PlanarGridWidget.h>
 
-#include <cmath>
-#include <limits>
-#include <vector>
-
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 

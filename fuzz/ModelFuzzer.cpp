@@ -74,14 +74,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
         model.root->UpdateTransform(glm::mat4(1.0f));
     // Files that crash or hang Assimp end as errors; ORVFUZZ_CONTAINED names
     // a folder that keeps them (they are no fault of ours, but worth a look).
-    const char* keep = std::getenv("ORVFUZZ_CONTAINED");
-    if (keep && (error.find("made the reader fail") != std::string::npos ||
-                 error.find("took longer") != std::string::npos)) {
-        const std::string kind = error.find("took longer") != std::string::npos ? "hang-" : "crash-";
-        std::ofstream(std::filesystem::path(keep) / (kind + std::to_string(std::hash<std::string>()(
-                                                         std::string(reinterpret_cast<const char*>(data), size)))),
-                      std::ios::binary)
-            .write(reinterpret_cast<const char*>(data), std::streamsize(size));
+    const std::string prefix = "cannot read " + path.string() + ": ";
+    const bool hang = error.rfind(prefix + "reading took longer", 0) == 0;
+    const bool crash = error.rfind(prefix + "the file made the reader fail", 0) == 0;
+    if (const char* keep = std::getenv("ORVFUZZ_CONTAINED"); keep && (hang || crash)) {
+        const std::string bytes(reinterpret_cast<const char*>(data), size);
+        const std::string name = (hang ? "hang-" : "crash-") + std::to_string(std::hash<std::string>()(bytes));
+        std::ofstream(std::filesystem::path(keep) / name, std::ios::binary) << bytes;
     }
     return 0;
 }

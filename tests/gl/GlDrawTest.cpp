@@ -13,7 +13,6 @@
 #include <orvkernel/material/PointsMaterial.h>
 #include <orvkernel/shape/PrimitiveShape.h>
 #include <orvkernel/text/FontMaterial.h>
-#include <orvkernel/texture/ImageTextureCube.h>
 
 using namespace orvcore;
 using namespace orvtest;
@@ -355,39 +354,6 @@ TEST_F(GlDrawTest, EveryBuiltInTemplateBuildsWithItsLineVariant)
         EXPECT_GT(At(1, 1).r, 100) << name;
     }
     EXPECT_TRUE(log.warnings.empty());
-}
-
-TEST_F(GlDrawTest, CubeTemplateShowsTheFaceInTheViewDirection)
-{
-    // Six one-colour faces written as PNG files and decoded back.
-    const uint8_t colours[6][3] = {{255, 0, 0}, {0, 255, 0}, {0, 0, 255}, {255, 255, 0}, {0, 255, 255}, {255, 0, 255}};
-    std::array<std::string, 6> paths;
-    for (int face = 0; face < 6; ++face) {
-        std::vector<uint8_t> pixels;
-        for (int i = 0; i < 4; ++i)
-            pixels.insert(pixels.end(), {colours[face][0], colours[face][1], colours[face][2], 255});
-        paths[std::size_t(face)] = ::testing::TempDir() + "orvkernel_gl_cube_" + std::to_string(face) + ".png";
-        ASSERT_TRUE(GlRenderDevice::SavePng(paths[std::size_t(face)], 2, 2, pixels.data()));
-    }
-    auto cube = std::make_shared<ImageTextureCube>();
-    ASSERT_TRUE(cube->Load(paths));
-    auto material = MaterialManager::Instance().Create("sky", "cube");
-    material->AddTexture("envMap", cube);
-    material->SetFaceSide(FACE_DOUBLE);
-    auto box = GeometryBuilder::CreateBox(glm::vec3(2.0f));
-    // Looking along +X, then along -Z.
-    auto camera = std::make_shared<Camera>(kSize, kSize, glm::vec3(0.0f), glm::vec3(1.0f, 0.0f, 0.0f),
-                                           glm::vec3(0.0f, 0.0f, 1.0f));
-    device->SetCamera(camera);
-    for (const Rgba& expected : {kRed, Rgba{255, 0, 255, 255}}) {
-        ClearBlack();
-        ASSERT_NE(device->ActiveMaterial(material), nullptr);
-        device->Draw(box.get(), 0, 0);
-        Read();
-        EXPECT_TRUE(Near(At(32, 32), expected, 1)) << At(32, 32);
-        camera->LookAt(glm::vec3(0.0f), glm::vec3(0.0f, 0.0f, -1.0f), glm::vec3(0.0f, 1.0f, 0.0f));
-    }
-    EXPECT_EQ(device->GetTextureUploadCount(), 1u);
 }
 
 } // namespace

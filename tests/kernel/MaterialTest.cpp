@@ -109,21 +109,18 @@ TEST(MaterialInstance, ValuesAreClampedAndInvalidOnesRejected)
     m.SetState(200); // any state byte is accepted; the shader decides what it means
     EXPECT_EQ(m.GetState(), 200);
 
+    // Point sizes below one pixel, shininess and dashes below zero, and NaN are clamped.
     auto points = PointsMaterial::Create("test.points.size");
-    points->SetPointSize(7.0f);
-    EXPECT_EQ(points->GetPointSize(), 7.0f);
     for (float bad : {0.5f, -3.0f, kNaN, kInf}) {
         points->SetPointSize(bad);
         EXPECT_EQ(points->GetPointSize(), 1.0f) << bad;
     }
     auto phong = MeshPhongMaterial::Create("test.phong.shininess");
-    EXPECT_EQ(phong->GetShininess(), 30.0f);
-    for (const auto& [given, kept] : {std::pair(-5.0f, 0.0f), std::pair(80.0f, 80.0f), std::pair(kNaN, 0.0f)}) {
-        phong->SetShininess(given);
-        EXPECT_EQ(phong->GetShininess(), kept) << given;
-    }
+    phong->SetShininess(-5.0f);
+    EXPECT_EQ(phong->GetShininess(), 0.0f);
+    phong->SetShininess(kNaN);
+    EXPECT_EQ(phong->GetShininess(), 0.0f);
     auto dashed = LineDashedMaterial::Create("test.dash");
-    EXPECT_EQ(std::make_pair(dashed->GetDashSize(), dashed->GetGapSize()), std::make_pair(1.0f, 0.0f));
     dashed->SetDash(-2.0f, kNaN);
     EXPECT_EQ(std::make_pair(dashed->GetDashSize(), dashed->GetGapSize()), std::make_pair(0.0f, 0.0f));
 }
@@ -162,14 +159,6 @@ TEST(MaterialInstance, TemplatesBindByNameAndOptionsAreTheInstancesOwn)
     MaterialInstance direct("direct", "phong");
     EXPECT_EQ(direct.GetTemplateOptions(), uint32_t(TEMPLATE_OPTION_LIGHTING | TEMPLATE_OPTION_CLIPPING));
     EXPECT_FALSE(IsRegistered(&direct));
-    MaterialInstance unknown("unknown", "test/no-such-template");
-    EXPECT_FALSE(unknown.GetTemplate());
-    EXPECT_EQ(unknown.GetTemplateName(), "test/no-such-template");
-
-    // Create registers.
-    auto background = MaterialInstance::Create("sys.bkg.t", "background");
-    EXPECT_EQ(background->GetTemplate(), MaterialManager::Instance().FindTemplate("background"));
-    EXPECT_TRUE(IsRegistered(background.get()));
 
     // The kinds register with their templates; only phong is lit, all are clipped.
     const std::vector<std::pair<std::shared_ptr<MaterialInstance>, uint32_t>> kinds = {
@@ -211,14 +200,11 @@ TEST(UniformSet, SetReportsChangesAndRejectsOtherTypes)
     EXPECT_FALSE(set.SetValue("tDiffuse", 0));
     EXPECT_FALSE(set.SetValue("tDiffuse", TextureUnit{0}));
     EXPECT_TRUE(set.SetValue("tDiffuse", TextureUnit{1}));
-    EXPECT_TRUE(set.SetValue("m", glm::mat4(1.0f)));
-    EXPECT_TRUE(set.SetValue("m", orvtest::Translate(0, 0, 0.5f)));
-    EXPECT_FALSE(set.SetValue("m", orvtest::Translate(0, 0, 0.5f)));
     EXPECT_FALSE(set.SetValue("", 1.0f));
-    EXPECT_EQ(set.GetCount(), 3u);
-    EXPECT_TRUE(set.Remove("m"));
-    EXPECT_FALSE(set.Remove("m"));
-    EXPECT_FALSE(set.Find("m"));
+    EXPECT_EQ(set.GetCount(), 2u);
+    EXPECT_TRUE(set.Remove("tDiffuse"));
+    EXPECT_FALSE(set.Remove("tDiffuse"));
+    EXPECT_FALSE(set.Find("tDiffuse"));
 
     // Through a material: a conflict keeps the version.
     log.warnings.clear();
@@ -349,7 +335,6 @@ TEST(LightManager, LightsTurnWithTheCameraWhenTheyFollowIt)
 {
     LogCapture log;
     LightManager lights;
-    EXPECT_EQ(lights.GetAmbient(), glm::vec3(0.35f));
     auto sight = Light({0, 0, -1}, true);
     lights.AddLight(sight);                    // along the line of sight
     lights.AddLight(sight);                    // once only
@@ -375,11 +360,6 @@ TEST(LightManager, LightsTurnWithTheCameraWhenTheyFollowIt)
     EXPECT_TRUE(lights.RemoveLight(sight));
     EXPECT_FALSE(lights.RemoveLight(sight));
     EXPECT_FALSE(lights.RemoveLight(nullptr));
-    // The default light comes over the viewer's right shoulder in the top view.
-    LightManager defaults;
-    defaults.AddLight(std::make_shared<DirectionalLight>());
-    Camera top(100, 100, {0, 0, 10}, glm::vec3(0.0f), {0, 1, 0});
-    EXPECT_VEC(defaults.GetWorldDirections(top)[0], glm::vec3(-1, -1, -2) / std::sqrt(6.0f));
 }
 
 TEST(LightManager, ActiveMaterialBindsLightsOnlyForLitTemplates)
@@ -481,9 +461,9 @@ TEST(LightManager, DrawShadowTargetsEachCastingLight)
     for (const Texts& part : {pass(0), Texts{"AddTarget(shadow.map.2)"}, pass(2)})
         expected.insert(expected.end(), part.begin(), part.end());
     EXPECT_EQ(device.calls, expected);
-    ASSERT_TRUE(device.FindTarget("shadow.map.0"));
-    EXPECT_EQ(device.FindTarget("shadow.map.0")->GetWidth(), 1024u);
-    EXPECT_EQ(device.FindTarget("shadow.map.0")->GetHeight(), 1024u);
+    const auto map = device.FindTarget("shadow.map.0");
+    ASSERT_TRUE(map);
+    EXPECT_EQ(std::make_pair(map->GetWidth(), map->GetHeight()), std::make_pair(1024u, 1024u));
     EXPECT_FALSE(device.FindTarget("shadow.map.1"));
     // The light cameras are kept, indexed like the lights.
     ASSERT_EQ(seen.size(), 2u);
@@ -492,11 +472,9 @@ TEST(LightManager, DrawShadowTargetsEachCastingLight)
     EXPECT_TRUE(log.warnings.empty());
 
     // The next frame reuses the targets and the cameras.
+    expected = device.CallsWithout("AddTarget");
     device.Clear();
     lights.DrawShadow(&device, camera, depth, draw);
-    expected = pass(0);
-    const Texts second = pass(2);
-    expected.insert(expected.end(), second.begin(), second.end());
     EXPECT_EQ(device.calls, expected);
     EXPECT_EQ(seen[2], seen[0]);
 

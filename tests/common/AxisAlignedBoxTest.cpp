@@ -1,6 +1,5 @@
 #include <orvcommon/AxisAlignedBox.h>
 
-#include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 
 #include "Expect.h"

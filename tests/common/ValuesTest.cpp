@@ -1,8 +1,5 @@
 #include <orvcommon/ElementId.h>
-#include <orvcommon/LargePageAllocator.h>
-#include <orvcommon/Logger.h>
 #include <orvcommon/TypedArray.h>
-#include <orvcommon/TypedBuffer.h>
 #include <orvcommon/ValueRange.h>
 
 #include <cmath>

@@ -2,7 +2,6 @@
 // renderer and the basic pipeline, compared with golden images under
 // tests/golden (see GoldenImage.h for the tolerance; scripts/update-goldens
 // rewrites them deliberately).
-#include <filesystem>
 #include <fstream>
 
 #include <glm/gtc/matrix_transform.hpp>
@@ -25,7 +24,6 @@
 #include <orvcore/scene/SceneManager.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 #include <orvcore/scene/TagNode2D.h>
-#include <orvcore/scene/TextSceneNode.h>
 
 #include "GoldenImage.h"
 
@@ -47,14 +45,13 @@ protected:
         ASSERT_TRUE(context) << "no headless OpenGL context";
         device = std::make_unique<GlRenderDevice>(context->GetFramebuffer(), kSize, kSize);
         manager = std::make_shared<SceneManager>(kSize, kSize);
-    }
+        BuildCell();
+        }
     void TearDown() override
     {
         renderer.reset();
         device.reset();
-        if (context) {
-            EXPECT_EQ(context->GetGlErrorCount(), 0u);
-        }
+        EXPECT_TRUE(!context || context->GetGlErrorCount() == 0u);
     }
 
     std::shared_ptr<ImageTexture2D> DrawFrame()
@@ -109,13 +106,11 @@ protected:
 
 TEST_F(FrameImageTest, LitPartsWithEdgesOnTheGrid)
 {
-    BuildCell();
     ExpectMatchesGolden("cell", *DrawFrame());
 }
 
 TEST_F(FrameImageTest, SelectedFaceAndHighlightedPinWithLabels)
 {
-    BuildCell();
     auto camera = manager->GetCamera();
     // Pick the block's top face at its projected centre and the pin's side.
     const glm::vec3 top = CameraOperator::WorldPointToWindowPoint(*camera, glm::vec3(0, 0, 60));
@@ -141,7 +136,6 @@ TEST_F(FrameImageTest, SelectedFaceAndHighlightedPinWithLabels)
 
 TEST_F(FrameImageTest, TransparentFaceOverOpaqueWithVertices)
 {
-    BuildCell();
     // A see-through panel in front of the block, and the block's corners as points.
     auto glass = MeshPhongMaterial::Create("cell.glass");
     glass->SetColor(glm::vec3(0.2f, 0.8f, 0.3f));
@@ -180,7 +174,6 @@ void WritePpm(const std::string& path, unsigned int w, unsigned int h, Colour co
 
 TEST_F(FrameImageTest, ImageBackgroundBehindTheModel)
 {
-    BuildCell();
     // A vertical gradient, dark at the top.
     const std::string path = ::testing::TempDir() + "orv_background.ppm";
     WritePpm(path, 64, 64, [](int x, int y) { return glm::ivec3(40 + y * 3, 60 + y * 2, 90 + x); });
@@ -206,7 +199,6 @@ TEST_F(FrameImageTest, SkyboxAroundAnOrthographicView)
     const std::filesystem::path previous = std::filesystem::current_path();
     std::filesystem::current_path(dir);
 
-    BuildCell();
     manager->GetCamera()->SetProjectionType(Camera::PROJECTION_ORTHOGRAPHIC);
     manager->SetBackground(SkyboxBackground::Create(""));
     auto image = DrawFrame(); // the faces are decoded on the first frame

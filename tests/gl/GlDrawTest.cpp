@@ -4,7 +4,6 @@
 
 #include <orvkernel/camera/Camera.h>
 #include <orvkernel/geometry/GeometryBuilder.h>
-#include <orvkernel/light/DirectionalLight.h>
 #include <orvkernel/light/LightManager.h>
 #include <orvkernel/material/BasicMaterial.h>
 #include <orvkernel/material/LineDashedMaterial.h>

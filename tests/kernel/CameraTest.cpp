@@ -1,9 +1,6 @@
-#include <orvkernel/camera/Camera.h>
 #include <orvkernel/camera/CameraOperator.h>
 #include <orvkernel/camera/Frustum.h>
 
-#include <glm/geometric.hpp>
-#include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 
 #include "Expect.h"

@@ -1,8 +1,6 @@
 // Picked items (identity, hash) and the sets the selection keeps them in.
 #include <orvcore/pick/PickListener.h>
 #include <orvcore/pick/PickedItemSet.h>
-#include <orvcore/pick/PickedResult.h>
-#include <orvcore/scene/GroupSceneNode.h>
 
 #include <gtest/gtest.h>
 

@@ -6,8 +6,6 @@
 #include <fstream>
 
 #include <gtest/gtest.h>
-#include <orvkernel/texture/ImageTexture2D.h>
-#include <orvkernel/texture/ImageTextureCube.h>
 
 #include "LogCapture.h"
 #include "RecordingDevice.h"

@@ -10,13 +10,10 @@
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/Scene2D.h>
 #include <orvcore/scene/SceneManager.h>
-#include <orvcore/scene/SceneNode2D.h>
 #include <orvcore/widget/PlanarGridWidget.h>
 
 #include <gtest/gtest.h>
-#include <orvkernel/device/RenderTarget.h>
 #include <orvkernel/material/MeshPhongMaterial.h>
-#include <orvkernel/material/RawShader.h>
 
 #include "LogCapture.h"
 #include "RecordingDevice.h"

@@ -1,7 +1,5 @@
 // Nodes and groups: parents, update requests, world transforms and boxes,
 // clones, iteration.
-#include <orvcore/scene/GeneralSceneNode.h>
-#include <orvcore/scene/GroupSceneNode.h>
 
 #include <gtest/gtest.h>
 

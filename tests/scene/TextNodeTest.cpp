@@ -2,10 +2,8 @@
 #include <orvkernel/camera/CameraOperator.h>
 #include <orvkernel/material/BasicMaterial.h>
 #include <orvkernel/text/FontMaterial.h>
-#include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/Scene2D.h>
 #include <orvcore/scene/TagNode2D.h>
-#include <orvcore/scene/TextSceneNode.h>
 
 #include <gtest/gtest.h>
 

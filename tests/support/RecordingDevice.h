@@ -20,14 +20,6 @@
 
 namespace orvtest {
 
-/// Compact text of a number ("1", "0.5", "-2").
-inline std::string Num(double value)
-{
-    char text[32];
-    std::snprintf(text, sizeof(text), "%g", value);
-    return text;
-}
-
 /// Hexadecimal text of a bit set ("0x4500").
 inline std::string Hex(uint32_t value)
 {
@@ -130,13 +122,10 @@ public:
         const auto it = targets.find(name);
         return it == targets.end() ? nullptr : it->second;
     }
-    void SetClearColor(const glm::vec4& c) override { Log("SetClearColor", Num(c.r), Num(c.g), Num(c.b), Num(c.a)); }
+    void SetClearColor(const glm::vec4& c) override { Log("SetClearColor", c.r, c.g, c.b, c.a); }
     void ClearBuffers(uint32_t bits) override { Log("ClearBuffers", Hex(bits)); }
     void SetDepthTest(bool on) override { Log("SetDepthTest", on); }
-    void SetPolygonOffset(bool on, float factor, float units) override
-    {
-        Log("SetPolygonOffset", on, Num(factor), Num(units));
-    }
+    void SetPolygonOffset(bool on, float f, float u) override { Log("SetPolygonOffset", on, f, u); }
     orvcore::GpuShaderProgram* ActiveMaterial(const std::shared_ptr<orvcore::MaterialInstance>& material) override
     {
         return Activate("ActiveMaterial", material.get());
@@ -165,7 +154,7 @@ public:
     {
         Log("DrawGeometry", geometry ? std::to_string(geometry->GetObjectId()) : "null", start, count);
     }
-    void DrawPoint(const glm::vec3& p) override { Log("DrawPoint", Num(p.x), Num(p.y), Num(p.z)); }
+    void DrawPoint(const glm::vec3& p) override { Log("DrawPoint", p.x, p.y, p.z); }
     void DrawScreenQuad() override { calls.push_back("DrawScreenQuad"); }
     void BuildTemplate(const std::shared_ptr<orvcore::MaterialTemplate>& t) override
     {
@@ -187,7 +176,7 @@ public:
     std::map<std::string, std::shared_ptr<orvcore::RenderTarget>> targets;
 
 private:
-    /// Records "name(a,b,...)"; booleans as 1 and 0.
+    /// Records "name(a,b,...)"; booleans as 1 and 0, numbers as "%g" writes them.
     template <typename... Args>
     void Log(const std::string& name, const Args&... args)
     {

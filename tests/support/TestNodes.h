@@ -7,6 +7,7 @@
 
 #include <orvkernel/camera/Camera.h>
 #include <orvcore/scene/GeneralSceneNode.h>
+#include <orvcore/render/RenderContext.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/SceneVisitor.h>
 
@@ -50,6 +51,14 @@ inline std::shared_ptr<orvcore::Camera> TopCamera(bool orthographic = true)
         camera->SetProjectionType(orvcore::Camera::PROJECTION_ORTHOGRAPHIC);
     return camera;
 }
+
+/// A render context that keeps every item handed in.
+class RecordingContext : public orvcore::RenderContext {
+public:
+    explicit RecordingContext(const std::shared_ptr<orvcore::Camera>& camera) : RenderContext(camera) {}
+    void AddItem(orvcore::RenderItem& item) override { items.push_back(item); }
+    std::vector<orvcore::RenderItem> items;
+};
 
 /// Records the kind of every node it visits and descends into groups.
 class RecordingVisitor : public orvcore::SceneVisitor {

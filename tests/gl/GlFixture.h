@@ -19,10 +19,7 @@ namespace orvtest {
 
 /// A colour read back from the framebuffer.
 struct Rgba {
-    int r = 0;
-    int g = 0;
-    int b = 0;
-    int a = 0;
+    int r = 0, g = 0, b = 0, a = 0;
 };
 
 inline std::ostream& operator<<(std::ostream& out, const Rgba& c)

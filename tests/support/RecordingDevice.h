@@ -89,6 +89,9 @@ public:
 
     // --- RenderDevice ---
 
+    using Program = orvcore::GpuShaderProgram;
+    using Material = orvcore::MaterialInstance;
+    using Target = std::shared_ptr<orvcore::RenderTarget>;
     unsigned int GetWidth() const override { return width; }
     unsigned int GetHeight() const override { return height; }
     void Resize(unsigned int w, unsigned int h) override
@@ -103,57 +106,38 @@ public:
         camera = c;
     }
     const std::shared_ptr<orvcore::Camera>& GetCamera() const override { return camera; }
-    void SetTarget(const std::shared_ptr<orvcore::RenderTarget>& t, const std::shared_ptr<orvcore::Camera>& c) override
+    void SetTarget(const Target& t, const std::shared_ptr<orvcore::Camera>& c) override
     {
         Log("SetTarget", TargetName(t));
         previousTarget = target;
         target = t;
         targetCamera = c;
     }
-    const std::shared_ptr<orvcore::RenderTarget>& GetTarget() const override { return target; }
-    const std::shared_ptr<orvcore::RenderTarget>& GetPreviousTarget() const override { return previousTarget; }
-    void AddTarget(const std::string& name, const std::shared_ptr<orvcore::RenderTarget>& t) override
+    const Target& GetTarget() const override { return target; }
+    const Target& GetPreviousTarget() const override { return previousTarget; }
+    void AddTarget(const std::string& name, const Target& t) override
     {
         Log("AddTarget", name);
         targets[name] = t;
     }
-    std::shared_ptr<orvcore::RenderTarget> FindTarget(const std::string& name) const override
-    {
-        const auto it = targets.find(name);
-        return it == targets.end() ? nullptr : it->second;
-    }
+    Target FindTarget(const std::string& n) const override { return targets.count(n) ? targets.at(n) : nullptr; }
     void SetClearColor(const glm::vec4& c) override { Log("SetClearColor", c.r, c.g, c.b, c.a); }
     void ClearBuffers(uint32_t bits) override { Log("ClearBuffers", Hex(bits)); }
     void SetDepthTest(bool on) override { Log("SetDepthTest", on); }
     void SetPolygonOffset(bool on, float f, float u) override { Log("SetPolygonOffset", on, f, u); }
-    orvcore::GpuShaderProgram* ActiveMaterial(const std::shared_ptr<orvcore::MaterialInstance>& material) override
+    Program* ActiveMaterial(const std::shared_ptr<Material>& m) override { return Activate("ActiveMaterial", m.get()); }
+    Program* _ActiveMaterial(Material* m) override { return Activate("_ActiveMaterial", m); }
+    Program* ActiveShader(Material* m) override { return Activate("ActiveShader", m); }
+    void ActiveTexture(uint32_t unit, const std::shared_ptr<orvcore::Texture>& t) override
     {
-        return Activate("ActiveMaterial", material.get());
+        Log("ActiveTexture", unit, Id(t.get()));
     }
-    orvcore::GpuShaderProgram* _ActiveMaterial(orvcore::MaterialInstance* material) override
-    {
-        return Activate("_ActiveMaterial", material);
-    }
-    orvcore::GpuShaderProgram* ActiveShader(orvcore::MaterialInstance* material) override
-    {
-        return Activate("ActiveShader", material);
-    }
-    void ActiveTexture(uint32_t unit, const std::shared_ptr<orvcore::Texture>& texture) override
-    {
-        Log("ActiveTexture", unit, texture ? std::to_string(texture->GetObjectId()) : "null");
-    }
-    void ActiveTexture(uint32_t unit, const std::shared_ptr<orvcore::RenderTarget>& t, uint32_t attachment) override
+    void ActiveTexture(uint32_t unit, const Target& t, uint32_t attachment) override
     {
         Log("ActiveTexture", unit, TargetName(t), Hex(attachment));
     }
-    void Draw(orvcore::PrimitiveShape* primitive, const glm::mat4&) override
-    {
-        Log("Draw", primitive ? std::to_string(primitive->GetObjectId()) : "null");
-    }
-    void Draw(orvcore::BufferGeometry* geometry, uint32_t start, uint32_t count) override
-    {
-        Log("DrawGeometry", geometry ? std::to_string(geometry->GetObjectId()) : "null", start, count);
-    }
+    void Draw(orvcore::PrimitiveShape* p, const glm::mat4&) override { Log("Draw", Id(p)); }
+    void Draw(orvcore::BufferGeometry* g, uint32_t start, uint32_t n) override { Log("DrawGeometry", Id(g), start, n); }
     void DrawPoint(const glm::vec3& p) override { Log("DrawPoint", p.x, p.y, p.z); }
     void DrawScreenQuad() override { calls.push_back("DrawScreenQuad"); }
     void BuildTemplate(const std::shared_ptr<orvcore::MaterialTemplate>& t) override
@@ -186,7 +170,11 @@ private:
         ((text << separator << args, separator = ","), ...);
         calls.push_back(text.str() + ')');
     }
-    orvcore::GpuShaderProgram* Activate(const char* call, orvcore::MaterialInstance* material)
+    static std::string Id(const orvcore::GfxObject* object)
+    {
+        return object ? std::to_string(object->GetObjectId()) : "null";
+    }
+    Program* Activate(const char* call, Material* material)
     {
         Log(call, material ? material->GetName() : "null");
         return material && material->GetTemplate() ? &program : nullptr;

@@ -59,10 +59,7 @@ TEST_F(GlDrawTest, TrianglesFacesVertexColoursIndicesAndRanges)
     auto clockwise = Geometry(PRIMITIVE_TRIANGLES, {Ndc(16, 16), Ndc(32, 48), Ndc(48, 16)});
     for (const bool both : {false, true}) {
         material->SetFaceSide(both ? FACE_DOUBLE : FACE_FRONT);
-        ClearBlack();
-        device->ActiveMaterial(material);
-        device->Draw(clockwise.get(), 0, 0);
-        Read();
+        Paint(material, clockwise);
         EXPECT_TRUE(Near(At(32, 28), both ? kRed : kBlack, 0)) << both;
     }
 
@@ -177,12 +174,9 @@ TEST_F(GlDrawTest, PhongShadesFacesByTheirNormals)
 
 TEST_F(GlDrawTest, PointsAreRoundDiscsOfTheirSize)
 {
-    ClearBlack();
     auto material = PointsMaterial::Create("points");
     material->SetPointSize(10.0f);
-    device->ActiveMaterial(material);
-    device->Draw(Geometry(PRIMITIVE_POINTS, {Ndc(32, 32)}).get(), 0, 0);
-    Read();
+    Paint(material, Geometry(PRIMITIVE_POINTS, {Ndc(32, 32)}));
     int widestRow = 0, widestColumn = 0, total = 0;
     for (unsigned int i = 0; i < kSize; ++i) {
         widestRow = std::max(widestRow, LitInRow(i));
@@ -213,10 +207,7 @@ TEST_F(GlDrawTest, LinesHaveTheirWidthInPixelsAndDashesFollowTheDistance)
     auto basic = BasicMaterial::Create("wide");
     basic->LineWidth = 5;
     basic->RequestUpdate();
-    ClearBlack();
-    device->ActiveMaterial(basic);
-    device->Draw(Geometry(PRIMITIVE_LINES, {Ndc(8, 32.5f), Ndc(56, 32.5f)}).get(), 0, 0);
-    Read();
+    Paint(basic, Geometry(PRIMITIVE_LINES, {Ndc(8, 32.5f), Ndc(56, 32.5f)}));
     EXPECT_EQ(LitInColumn(32), 5);
     EXPECT_EQ(LitInRow(32), 48);
     EXPECT_TRUE(Near(At(32, 30), kWhite, 0) && Near(At(32, 34), kWhite, 0));
@@ -224,10 +215,7 @@ TEST_F(GlDrawTest, LinesHaveTheirWidthInPixelsAndDashesFollowTheDistance)
     auto dashed = LineDashedMaterial::Create("dashed");
     dashed->LineWidth = 3;
     dashed->SetColor(glm::vec3(0.0f, 1.0f, 0.0f));
-    ClearBlack();
-    device->ActiveMaterial(dashed);
-    device->Draw(Geometry(PRIMITIVE_LINE_STRIP, {Ndc(20.5f, 8), Ndc(20.5f, 56)}).get(), 0, 0);
-    Read();
+    Paint(dashed, Geometry(PRIMITIVE_LINE_STRIP, {Ndc(20.5f, 8), Ndc(20.5f, 56)}));
     EXPECT_EQ(LitInRow(32), 3);
     EXPECT_EQ(LitInColumn(20), 48);
 
@@ -257,10 +245,7 @@ TEST_F(GlDrawTest, TexturedQuadShowsTheImageUpright)
     auto material = BasicMaterial::Create("textured");
     material->AddTexture("map", texture);
     auto plane = GeometryBuilder::CreatePlane(2.0f, 2.0f);
-    ClearBlack();
-    device->ActiveMaterial(material);
-    device->Draw(plane.get(), 0, 0);
-    Read();
+    Paint(material, plane);
     EXPECT_TRUE(Near(At(4, 60), kRed, 1)) << At(4, 60);
     EXPECT_TRUE(Near(At(60, 60), kGreen, 1)) << At(60, 60);
     EXPECT_TRUE(Near(At(4, 4), kBlue, 1)) << At(4, 4);
@@ -286,10 +271,7 @@ TEST_F(GlDrawTest, FontTextIsTintedAndBillboarded)
     auto plane = GeometryBuilder::CreatePlane(2.0f, 2.0f);
     int red = 0, other = 0;
     const auto draw = [&] {
-        ClearBlack();
-        ASSERT_NE(device->ActiveMaterial(font), nullptr);
-        device->Draw(plane.get(), 0, 0);
-        Read();
+        ASSERT_TRUE(Paint(font, plane));
         red = other = 0;
         for (unsigned int y = 0; y < kSize; ++y)
             for (unsigned int x = 0; x < kSize; ++x) {
@@ -323,10 +305,7 @@ TEST_F(GlDrawTest, EveryBuiltInTemplateBuildsWithItsLineVariant)
         auto material = MaterialInstance::Create(std::string("lines.") + name, name);
         material->LineWidth = 3;
         material->RequestUpdate();
-        ClearBlack();
-        ASSERT_NE(device->ActiveMaterial(material), nullptr) << name;
-        device->Draw(line.get(), 0, 0);
-        Read();
+        ASSERT_TRUE(Paint(material, line)) << name;
         // The bottom edge, 3 pixels wide, in whatever colour the template
         // gives (the depth templates write packed depth or black with alpha).
         int drawn = 0;

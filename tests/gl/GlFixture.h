@@ -11,6 +11,7 @@
 
 #include <LogCapture.h>
 #include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/material/MaterialInstance.h>
 #include <orvkernel/gl/EglContext.h>
 #include <orvkernel/gl/GlRenderDevice.h>
 #include <orvkernel/texture/ImageTexture2D.h>
@@ -92,6 +93,17 @@ protected:
     {
         device->SetClearColor(glm::vec4(0.0f, 0.0f, 0.0f, 1.0f));
         device->ClearBuffers(orvcore::CLEAR_COLOR | orvcore::CLEAR_DEPTH);
+    }
+
+    /// Clears to black, draws all of the geometry with the material and reads
+    /// the result; whether the material could be activated.
+    bool Paint(const std::shared_ptr<orvcore::MaterialInstance>& m, const std::shared_ptr<orvcore::BufferGeometry>& g)
+    {
+        ClearBlack();
+        const bool active = device->ActiveMaterial(m) != nullptr;
+        device->Draw(g.get(), 0, 0);
+        Read();
+        return active;
     }
 
     /// Non-indexed geometry over explicit positions.

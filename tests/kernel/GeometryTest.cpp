@@ -305,10 +305,12 @@ TEST(GeometryBuilder, BadInputWarnsAndStaysSafe)
     // Segment counts below the minimum are raised to it.
     EXPECT_EQ(GeometryBuilder::CreatePlane(1, 1, 0, 3)->GetPrimitiveCount(), 6u);
     EXPECT_EQ(GeometryBuilder::CreateSphere(1, 1, 1)->GetPrimitiveCount(), 6u);
+    EXPECT_EQ(GeometryBuilder::CreateSphere(1, 2, 2)->GetPrimitiveCount(), 6u); // just below the minimum
     EXPECT_EQ(GeometryBuilder::CreateCylinder(1, 1, 1, 2, false)->GetPrimitiveCount(), 6u);
     EXPECT_EQ(log.warnings, Warnings({"Cylinder needs a positive radius!", "Too many segments!", "Too many segments!",
                                       "Too many segments!", "Too many segments!",
                                       "Plane needs at least 1 segment per side!",
+                                      "Sphere needs at least 3 width and 2 height segments!",
                                       "Sphere needs at least 3 width and 2 height segments!",
                                       "Cylinder needs at least 3 radial segments!"}));
 }

@@ -285,7 +285,10 @@ private:
     GlShaderProgram* m_Program = nullptr;
     uint32_t m_MaterialId = 0;
     uint32_t m_MaterialVersion = 0;
-    const MaterialInstance* m_Material = nullptr;
+    const MaterialInstance* m_Material = nullptr; ///< identity only: may be gone by the next draw
+    /// What the draws need of the active material, copied at activation.
+    uint8_t m_MaterialLineWidth = 1;
+    bool m_MaterialLinesInPlane = false;
     bool m_ActivationFailed = false;
     unsigned int m_MaterialCull = 0;
 

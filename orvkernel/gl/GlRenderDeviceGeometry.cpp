@@ -185,8 +185,7 @@ void GlRenderDevice::PrepareDraw(uint32_t primitiveType, const glm::mat4* model,
     // One-pixel lines are drawn as the driver's own lines; wider ones, and
     // lines laid in their plane, as quads from the geometry shader.
     const float dpi = GetSettings().DpiScaling > 0.0f ? GetSettings().DpiScaling : 1.0f;
-    const bool thin = m_Material && float(std::max<uint8_t>(m_Material->LineWidth, 1)) * dpi <= 1.0f &&
-                      !m_Material->GetUniforms().Find("linesInPlane");
+    const bool thin = float(m_MaterialLineWidth) * dpi <= 1.0f && !m_MaterialLinesInPlane;
     if (IsLinePrimitive(primitiveType) && !thin) {
         const GlTemplateShaders* shaders = FindGlTemplateShaders(m_Program->GetTemplateName());
         if (shaders && shaders->wideLines) {

@@ -10,6 +10,7 @@
 #include <orvkernel/material/RawShader.h>
 #include <orvkernel/text/FontMaterial.h>
 
+#include <algorithm>
 #include <cmath>
 
 #include <epoxy/gl.h>
@@ -173,6 +174,8 @@ GpuShaderProgram* GlRenderDevice::Activate(MaterialInstance* material, bool with
 
     m_Program = program;
     m_Material = material;
+    m_MaterialLineWidth = std::max<uint8_t>(material->LineWidth, 1);
+    m_MaterialLinesInPlane = material->GetUniforms().Find("linesInPlane") != nullptr;
     m_MaterialId = material->GetObjectId();
     m_MaterialVersion = material->GetUpdateVersion();
     m_ActivationFailed = false;

@@ -14,6 +14,7 @@
 #include <orvkernel/gl/EglContext.h>
 #include <orvkernel/gl/GlRenderDevice.h>
 #include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/MaterialInstance.h>
 #include <orvkernel/material/PointsMaterial.h>
 #include <orvcore/render/BasicPipeline.h>
 #include <orvcore/render/ColorBackground.h>
@@ -177,6 +178,19 @@ TEST_F(ViewLayersTest, PointSizesAreLogicalPixelsScaledByTheDeviceDpi)
     const std::size_t single = count(1.0f), doubled = count(2.0f);
     EXPECT_NEAR(double(single), 3.14159 * 9.0, 10.0); // a round point, 6 pixels across
     EXPECT_NEAR(double(doubled) / double(single), 4.0, 0.8);
+}
+
+TEST_F(ViewLayersTest, DrawingOutlivesTheActiveMaterial)
+{
+    // The device keeps what its draws need of the active material, not the
+    // material: a temporary one may be gone before the draw (ASan checks).
+    ASSERT_NE(device->ActiveMaterial(MaterialInstance::Create("layers.quad", "background")), nullptr);
+    device->DrawScreenQuad();
+    auto line = BasicMaterial::Create("layers.line");
+    line->LineWidth = 3;
+    ASSERT_NE(device->ActiveMaterial(line), nullptr);
+    line.reset();
+    device->Draw(GeometryBuilder::CreateLine(glm::vec3(0.0f), glm::vec3(1.0f)).get(), 0, 0);
 }
 
 } // namespace

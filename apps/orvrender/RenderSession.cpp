@@ -66,14 +66,17 @@ std::string PickReport::ToJson() const
     return j.dump();
 }
 
-RenderSession::RenderSession(unsigned int width, unsigned int height) : m_Width(width), m_Height(height)
+RenderSession::RenderSession(unsigned int width, unsigned int height, unsigned int samples)
+    : m_Width(width), m_Height(height)
 {
-    m_Context = EglContext::Create(width, height, 1);
+    m_Context = EglContext::Create(width, height, samples);
     if (!m_Context) {
         m_Error = "no OpenGL context could be made (EGL device or Mesa surfaceless platform)";
         return;
     }
-    m_Device = std::make_unique<GlRenderDevice>(m_Context->GetFramebuffer(), width, height);
+    GlRenderDeviceOptions options;
+    options.TargetSamples = samples;
+    m_Device = std::make_unique<GlRenderDevice>(m_Context->GetFramebuffer(), width, height, options);
     m_Manager = std::make_shared<SceneManager>(width, height);
     m_Renderer = std::make_unique<Renderer>(m_Device.get(), 1.0f);
     m_Pipeline = std::make_unique<BasicPipeline>();

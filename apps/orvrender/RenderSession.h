@@ -42,7 +42,9 @@ struct PickReport {
 /// file, picks, selects, draws frames and writes them as PNG.
 class RenderSession {
 public:
-    RenderSession(unsigned int width, unsigned int height);
+    /// `samples` is the multisampling of the frame and of the device's
+    /// off-screen targets (1: none).
+    RenderSession(unsigned int width, unsigned int height, unsigned int samples = 4);
     ~RenderSession();
     RenderSession(const RenderSession&) = delete;
     RenderSession& operator=(const RenderSession&) = delete;

@@ -48,6 +48,7 @@ int main(int argc, char** argv)
     std::string sceneFile, output = "orvrender.png", size = "1280x720", hover, rect;
     std::vector<std::string> picks;
     bool select = false, quiet = false;
+    int msaa = 4;
     app.add_option("scene", sceneFile, "scene file (JSON); the built-in demo without one");
     app.add_option("-o,--output", output, "PNG file to write")->capture_default_str();
     app.add_option("--size", size, "image size WIDTHxHEIGHT")->capture_default_str();
@@ -56,6 +57,9 @@ int main(int argc, char** argv)
     app.add_option("--hover", hover, "window point X,Y to draw as the highlight");
     app.add_option("--rect", rect, "window rectangle X1,Y1,X2,Y2 to pick");
     app.add_flag("-q,--quiet", quiet, "no warnings on stderr");
+    app.add_option("--msaa", msaa, "samples per pixel for anti-aliasing (1: off)")
+        ->capture_default_str()
+        ->check(CLI::Range(1, 16));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& e) {
@@ -69,7 +73,8 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "orvrender: --size must be WIDTHxHEIGHT between 16 and 8192, not '%s'\n", size.c_str());
         return 2;
     }
-    orvrender::RenderSession session(static_cast<unsigned int>(wh[0]), static_cast<unsigned int>(wh[1]));
+    orvrender::RenderSession session(static_cast<unsigned int>(wh[0]), static_cast<unsigned int>(wh[1]),
+                                     static_cast<unsigned int>(msaa));
     if (!session.IsReady()) {
         std::fprintf(stderr, "orvrender: %s\n", session.GetError().c_str());
         return 1;

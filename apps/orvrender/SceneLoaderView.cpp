@@ -1,5 +1,6 @@
 #include <orvrender/SceneLoader.h>
 
+#include <algorithm>
 #include <array>
 #include <filesystem>
 #include <string>
@@ -22,6 +23,12 @@
 namespace orvrender {
 
 using namespace json;
+
+namespace {
+// The part of the view's width and height left free on each side of a
+// fitted model.
+constexpr float kFitMargin = 0.04f;
+} // namespace
 
 void SceneLoader::LoadBackground(const Json& background, const std::string& path)
 {
@@ -145,9 +152,16 @@ void SceneLoader::LoadCamera(const Json& camera, const std::string& path)
         if (!ParseView(name, standard))
             Fail(Child(path, "fit"), "unknown standard view \"" + name + "\"");
     }
+    // The model's own box is framed tightly; the grid is not framed, but the
+    // clip range covers it so that it is not cut.
     const orvcore::AxisAlignedBox& box = m_Manager.GetSceneBBox();
-    if (box.isFinite())
-        orvcore::CameraOperator::SetStandardView(view, standard, box, 1.2f);
+    glm::vec3 direction, viewUp;
+    if (box.isFinite() && orvcore::CameraOperator::GetStandardViewDirection(standard, direction, viewUp)) {
+        view->LookAt(box.getCenter() - direction * std::max(glm::length(box.getSize()), 1.0f), box.getCenter(),
+                     viewUp);
+        orvcore::CameraOperator::FitToBox(*view, box, kFitMargin);
+        orvcore::CameraOperator::EncloseInClipRange(*view, m_Manager.GetWorldBBox());
+    }
 }
 
 } // namespace orvrender

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include <orvkernel/camera/CameraOperator.h>
 #include <orvcore/render/ColorBackground.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/Scene.h>
@@ -234,7 +235,9 @@ TEST(SceneFileContent, GridFitsTheModelAndTheDefaultCameraIsAnIsometricPerspecti
     EXPECT_FLOAT_EQ(grid->GetTransform()[3].x, 300.0f);
     const auto& camera = scene.manager->GetCamera();
     EXPECT_EQ(camera->GetProjectionType(), orvcore::Camera::PROJECTION_PERSPECTIVE);
-    EXPECT_NEAR(camera->GetTarget().x, 300.0f, 1e-2f);
+    // Framed: the box's centre projects near the middle of the view.
+    const glm::vec3 centre = orvcore::CameraOperator::WorldPointToViewportPoint(*camera, glm::vec3(300, 0, 5));
+    EXPECT_NEAR(centre.x / float(camera->GetWidth()), 0.5f, 0.1f);
     EXPECT_LT(camera->GetDirection().z, 0.0f);
 
     Loaded empty = Load("{}");

@@ -41,7 +41,7 @@ class FrameImageTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        context = EglContext::Create(kSize, kSize, 1);
+        context = EglContext::Create(kSize, kSize);
         ASSERT_TRUE(context) << "no headless OpenGL context";
         device = std::make_unique<GlRenderDevice>(context->GetFramebuffer(), kSize, kSize);
         manager = std::make_shared<SceneManager>(kSize, kSize);

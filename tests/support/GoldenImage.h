@@ -21,8 +21,10 @@ namespace orvtest {
 /// ORVCORE_GOLDEN_FAILURE_DIR (golden-failures/ in the build's tests folder)
 /// and both paths are printed. With ORVCORE_UPDATE_GOLDENS=1 the golden is
 /// rewritten and the test skipped.
-constexpr int kTolerance = 12;
-constexpr double kMaxDifferingFraction = 0.005;
+// Frames are multisampled: anti-aliased edge pixels may move by a shade
+// between drivers, hence the margins.
+constexpr int kTolerance = 16;
+constexpr double kMaxDifferingFraction = 0.01;
 
 inline void ExpectMatchesGolden(const std::string& golden, const std::string& name, const orvcore::ImageTexture2D& image)
 {

@@ -158,22 +158,23 @@ TEST(MaterialInstance, TemplatesBindByNameAndOptionsAreTheInstancesOwn)
     EXPECT_FALSE(IsRegistered(&direct));
 
     // The kinds register with their templates; only phong is lit, all are clipped.
-    const std::vector<std::pair<std::shared_ptr<MaterialInstance>, uint32_t>> kinds = {
-        {BasicMaterial::Create("test.basic"), TEMPLATE_OPTION_CLIPPING},
-        {MeshPhongMaterial::Create("test.phong"), TEMPLATE_OPTION_LIGHTING | TEMPLATE_OPTION_CLIPPING},
-        {PointsMaterial::Create("test.points"), TEMPLATE_OPTION_CLIPPING},
-        {LineDashedMaterial::Create("test.dashed"), TEMPLATE_OPTION_CLIPPING},
-        {g_StaticMaterial, TEMPLATE_OPTION_CLIPPING}};
-    const Texts names = {"basic", "phong", "points", "dashed", "basic"};
-    for (std::size_t i = 0; i < kinds.size(); ++i) {
-        ASSERT_TRUE(kinds[i].first->GetTemplate()) << names[i];
-        EXPECT_EQ(kinds[i].first->GetTemplate()->GetName(), names[i]);
-        EXPECT_EQ(kinds[i].first->GetTemplateOptions(), kinds[i].second) << names[i];
-        EXPECT_TRUE(IsRegistered(kinds[i].first.get())) << names[i];
+    const struct {
+        std::shared_ptr<MaterialInstance> material;
+        const char* name;
+        uint32_t options;
+    } kinds[] = {{BasicMaterial::Create("test.basic"), "basic", TEMPLATE_OPTION_CLIPPING},
+                 {MeshPhongMaterial::Create("test.phong"), "phong", TEMPLATE_OPTION_LIGHTING | TEMPLATE_OPTION_CLIPPING},
+                 {PointsMaterial::Create("test.points"), "points", TEMPLATE_OPTION_CLIPPING},
+                 {LineDashedMaterial::Create("test.dashed"), "dashed", TEMPLATE_OPTION_CLIPPING},
+                 {g_StaticMaterial, "basic", TEMPLATE_OPTION_CLIPPING}};
+    for (const auto& kind : kinds) {
+        EXPECT_EQ(kind.material->GetTemplateName(), kind.name);
+        EXPECT_EQ(kind.material->GetTemplateOptions(), kind.options) << kind.name;
+        EXPECT_TRUE(IsRegistered(kind.material.get())) << kind.name;
     }
-    EXPECT_TRUE(kinds[2].first->OrderExempt && !kinds[0].first->OrderExempt);
+    EXPECT_TRUE(kinds[2].material->OrderExempt && !kinds[0].material->OrderExempt);
     // The kind is the class, not the template.
-    EXPECT_EQ(MeshPhongMaterial::Cast(kinds[1].first.get()), kinds[1].first.get());
+    EXPECT_EQ(MeshPhongMaterial::Cast(kinds[1].material.get()), kinds[1].material.get());
     EXPECT_EQ(MeshPhongMaterial::Cast(MaterialInstance::Create("test.cast", "phong").get()), nullptr);
     EXPECT_TRUE(log.warnings.empty());
 }
@@ -222,8 +223,8 @@ TEST(MaterialManager, TemplatesUnknownNamesAndNullArguments)
     for (const char* name : {"basic", "phong", "points", "dashed", "font", "background", "cube", "depth",
                              "ext/dark_depth", "ext/HorizontalBlur", "ext/VerticalBlur"}) {
         auto found = manager.FindTemplate(name);
-        ASSERT_TRUE(found) << name;
-        EXPECT_EQ((found->GetOptions() & TEMPLATE_OPTION_LIGHTING) != 0, found->GetName() == "phong") << name;
+        EXPECT_TRUE(found && ((found->GetOptions() & TEMPLATE_OPTION_LIGHTING) != 0) == (found->GetName() == "phong"))
+            << name;
     }
     EXPECT_FALSE(manager.FindTemplate("Basic")); // names are case-sensitive
 
@@ -320,7 +321,7 @@ TEST(DirectionalLight, DefaultsAndDirectionValidation)
     EXPECT_EQ(log.warnings, Texts(3, "Light direction is invalid!"));
 }
 
-TEST(LightManager, LitTemplatesGetTheLightsInWorldSpace)
+TEST(LightManager, LitTemplatesGetTheLightsOfTheLastUpdate)
 {
     LogCapture log;
     LightManager lights;
@@ -328,18 +329,21 @@ TEST(LightManager, LitTemplatesGetTheLightsInWorldSpace)
     auto red = Light({1, 0, 0}, false);   // fixed in the world
     red->SetColor({1, 0, 0});
     red->SetIntensity(0.5f);
-    lights.AddLight(sight);
-    lights.AddLight(sight); // once only
-    lights.AddLight(nullptr);
-    lights.AddLight(red);
+    for (const auto& light : {sight, sight, std::shared_ptr<DirectionalLight>(), red}) // the second is ignored
+        lights.AddLight(light);
     lights.SetAmbient(glm::vec3(0.2f));
     RecordingDevice device;
+    auto phong = MeshPhongMaterial::Create("test.lit");
+    // Before any update the directions are used as given.
+    lights.ActiveMaterial(&device, phong.get());
+    EXPECT_VEC(Uniform3(device, "lightDirections[0]"), glm::vec3(0, 0, -1));
+    device.Clear();
     lights.CreateUniformBlock(&device);
     EXPECT_TRUE(lights.HasUniformBlock());
     auto camera = FrontCamera(); // looking along +Y
     lights.UpdateUniformBlock(&device, camera);
-
-    auto phong = MeshPhongMaterial::Create("test.lit");
+    // Turned 90 degrees about Z, looking along -X: nothing changes until the next update.
+    camera->LookAt({10, 0, 0}, glm::vec3(0.0f), {0, 0, 1});
     EXPECT_EQ(lights.ActiveMaterial(&device, phong.get()), &device.program);
     EXPECT_EQ(device.calls, (Texts{"_ActiveMaterial(test.lit)", "SetUniform(lightCount)",
                                    "SetUniform(lightDirections[0])", "SetUniform(lightColors[0])",
@@ -347,11 +351,8 @@ TEST(LightManager, LitTemplatesGetTheLightsInWorldSpace)
                                    "SetUniform(ambientLight)"}));
     EXPECT_EQ(std::get<int>(*device.program.Find("lightCount")), 2);
     EXPECT_VEC(Uniform3(device, "lightDirections[0]"), glm::vec3(0, 1, 0));
-    EXPECT_VEC(Uniform3(device, "lightDirections[1]"), glm::vec3(1, 0, 0));
     EXPECT_VEC(Uniform3(device, "lightColors[1]"), glm::vec3(0.5f, 0, 0));
     EXPECT_VEC(Uniform3(device, "ambientLight"), glm::vec3(0.2f));
-    // Turned 90 degrees about Z, looking along -X: the following light turns.
-    camera->LookAt({10, 0, 0}, glm::vec3(0.0f), {0, 0, 1});
     lights.UpdateUniformBlock(&device, camera);
     lights.ActiveMaterial(&device, phong.get());
     EXPECT_VEC(Uniform3(device, "lightDirections[0]"), glm::vec3(-1, 0, 0));
@@ -376,41 +377,27 @@ TEST(LightManager, LitTemplatesGetTheLightsInWorldSpace)
     lights.UpdateUniformBlock(&device, nullptr);
     EXPECT_EQ(log.warnings, (Texts{"Light is null!", "Device is null!", "Device is null!", "Device is null!",
                                    "Camera is null!"}));
+
+    // Only the first lights up to the limit reach the shader.
+    while (lights.GetLights().size() <= LightManager::kMaxLights)
+        lights.AddLight(Light({0, 0, -1}, true));
+    lights.UpdateUniformBlock(&device, camera);
+    lights.ActiveMaterial(&device, phong.get());
+    EXPECT_EQ(std::get<int>(*device.program.Find("lightCount")), int(LightManager::kMaxLights));
+    EXPECT_FALSE(device.program.Find("lightDirections[" + std::to_string(LightManager::kMaxLights) + "]"));
     EXPECT_TRUE(lights.RemoveLight(sight));
     EXPECT_FALSE(lights.RemoveLight(sight) || lights.RemoveLight(nullptr));
 }
 
-TEST(LightManager, UniformsFollowTheLastUpdateAndStopAtTheLimit)
-{
-    LightManager lights;
-    for (std::size_t i = 0; i < LightManager::kMaxLights + 2; ++i)
-        lights.AddLight(Light({0, 0, -1}, true));
-    RecordingDevice device;
-    auto phong = MeshPhongMaterial::Create("test.many");
-
-    // Before any update the directions are used as given.
-    lights.ActiveMaterial(&device, phong.get());
-    EXPECT_EQ(std::get<int>(*device.program.Find("lightCount")), int(LightManager::kMaxLights));
-    EXPECT_FALSE(device.program.Find("lightDirections[" + std::to_string(LightManager::kMaxLights) + "]"));
-    EXPECT_VEC(Uniform3(device, "lightDirections[0]"), glm::vec3(0, 0, -1));
-
-    // After an update, the cached world directions of that camera; turning the
-    // camera later changes nothing until the next update.
-    auto camera = FrontCamera();
-    lights.UpdateUniformBlock(&device, camera);
-    camera->LookAt({10, 0, 0}, glm::vec3(0.0f), {0, 0, 1});
-    lights.ActiveMaterial(&device, phong.get());
-    EXPECT_VEC(Uniform3(device, "lightDirections[3]"), glm::vec3(0, 1, 0));
-}
-
-TEST(LightManager, DrawShadowTargetsEachCastingLight)
+TEST(LightManager, EachCastingLightDrawsAShadowMapCoveringTheView)
 {
     LogCapture log;
     LightManager lights;
+    const glm::vec3 oblique = glm::normalize(glm::vec3(1, 2, -3));
     lights.AddLight(Light({0, 0, -1}, false)); // straight down: +Z cannot be its camera's up
     lights.AddLight(Light({1, 0, 0}, false, false)); // casts no shadow
-    lights.AddLight(Light({1, 1, -1}, false));
-    auto camera = FrontCamera();
+    lights.AddLight(Light(oblique, false));
+    auto camera = std::make_shared<Camera>(400, 300, glm::vec3(5, -20, 8), glm::vec3(5, 0, 2), glm::vec3(0, 0, 1));
     camera->SetProjectionType(Camera::PROJECTION_ORTHOGRAPHIC);
     auto depth = MaterialManager::Instance().Create("System.DepthMaterial", "depth");
     RecordingDevice device;
@@ -421,66 +408,26 @@ TEST(LightManager, DrawShadowTargetsEachCastingLight)
         EXPECT_EQ(device.targetCamera, lightCamera);
     };
     lights.DrawShadow(&device, camera, depth, draw);
-    const auto pass = [](int i) {
-        const std::string map = "shadow.map." + std::to_string(i);
-        return Texts{"SetTarget(" + map + ")", "ClearBuffers(0x4100)", "ActiveMaterial(System.DepthMaterial)", "draw"};
-    };
-    Texts expected = {"AddTarget(shadow.map.0)"};
-    for (const Texts& part : {pass(0), Texts{"AddTarget(shadow.map.2)"}, pass(2)})
-        expected.insert(expected.end(), part.begin(), part.end());
-    EXPECT_EQ(device.calls, expected);
+    EXPECT_EQ(device.calls, (Texts{"AddTarget(shadow.map.0)", "SetTarget(shadow.map.0)", "ClearBuffers(0x4100)",
+                                   "ActiveMaterial(System.DepthMaterial)", "draw", "AddTarget(shadow.map.2)",
+                                   "SetTarget(shadow.map.2)", "ClearBuffers(0x4100)",
+                                   "ActiveMaterial(System.DepthMaterial)", "draw"}));
     const auto map = device.FindTarget("shadow.map.0");
     ASSERT_TRUE(map);
     EXPECT_EQ(std::make_pair(map->GetWidth(), map->GetHeight()), std::make_pair(1024u, 1024u));
-    EXPECT_FALSE(device.FindTarget("shadow.map.1"));
     // The light cameras are kept, indexed like the lights.
     ASSERT_EQ(seen.size(), 2u);
     EXPECT_EQ(lights.GetShadowCameras(), (std::vector<std::shared_ptr<Camera>>{seen[0], nullptr, seen[1]}));
     EXPECT_VEC(seen[0]->GetDirection(), glm::vec3(0, 0, -1));
-    EXPECT_TRUE(log.warnings.empty());
 
-    // The next frame reuses the targets and the cameras.
-    expected = device.CallsWithout("AddTarget");
-    device.Clear();
-    lights.DrawShadow(&device, camera, depth, draw);
-    EXPECT_EQ(device.calls, expected);
-    EXPECT_EQ(seen[2], seen[0]);
-
-    // Missing arguments, or no light that casts: nothing happens.
-    device.Clear();
-    lights.DrawShadow(nullptr, camera, depth, draw);
-    lights.DrawShadow(&device, nullptr, depth, draw);
-    lights.DrawShadow(&device, camera, nullptr, draw);
-    lights.DrawShadow(&device, camera, depth, nullptr);
-    for (const auto& light : lights.GetLights())
-        light->SetCastShadow(false);
-    lights.DrawShadow(&device, camera, depth, draw);
-    EXPECT_TRUE(device.calls.empty());
-    EXPECT_EQ(seen.size(), 4u);
-    EXPECT_EQ(log.warnings, (Texts{"Device is null!", "Camera is null!", "Material is null!",
-                                   "Shadow callback is null!"}));
-}
-
-TEST(LightManager, ShadowCameraCoversTheView)
-{
-    LightManager lights;
-    const glm::vec3 direction = glm::normalize(glm::vec3(1, 2, -3));
-    lights.AddLight(Light(direction, false));
-    auto camera = std::make_shared<Camera>(400, 300, glm::vec3(5, -20, 8), glm::vec3(5, 0, 2), glm::vec3(0, 0, 1));
-    camera->SetProjectionType(Camera::PROJECTION_ORTHOGRAPHIC);
-    RecordingDevice device;
-    lights.DrawShadow(&device, camera, BasicMaterial::Create("test.depth"), [](const std::shared_ptr<Camera>&) {});
-    ASSERT_EQ(lights.GetShadowCameras().size(), 1u);
-    const auto light = lights.GetShadowCameras()[0];
-    ASSERT_TRUE(light);
+    // An orthographic light camera looks along the light at the view's target;
+    // every corner of what the view shows there, and points well in front of
+    // and behind it, land inside its clip volume.
+    const auto light = seen[1];
     EXPECT_EQ(light->GetProjectionType(), uint32_t(Camera::PROJECTION_ORTHOGRAPHIC));
-    EXPECT_EQ(light->GetWidth(), 1024u);
-    EXPECT_VEC(light->GetDirection(), direction);
+    EXPECT_VEC(light->GetDirection(), oblique);
     EXPECT_VEC(light->GetTarget(), camera->GetTarget(), 1e-4f);
     EXPECT_NEAR(light->GetOrthoHalfHeight(), camera->GetOrthoHalfHeight() * 2.0f, 1e-3f);
-
-    // Every corner of what the scene camera shows at its target, and points
-    // well in front of and behind it, land inside the light's clip volume.
     const float h = camera->GetOrthoHalfHeight();
     const float w = h * camera->GetAspect();
     const glm::vec3 right = glm::cross(camera->GetDirection(), camera->GetUp());
@@ -493,4 +440,26 @@ TEST(LightManager, ShadowCameraCoversTheView)
     }
     const glm::vec4 centre = lightClip * glm::vec4(camera->GetTarget(), 1.0f);
     EXPECT_VEC(glm::vec3(centre.x, centre.y, 0) / centre.w, glm::vec3(0.0f), 1e-4f);
+    EXPECT_TRUE(log.warnings.empty());
+
+    // The next frame reuses the targets and the cameras.
+    const Texts expected = device.CallsWithout("AddTarget");
+    device.Clear();
+    lights.DrawShadow(&device, camera, depth, draw);
+    EXPECT_EQ(device.calls, expected);
+    EXPECT_EQ(seen[2], seen[0]);
+
+    // Missing arguments, or no light that casts: nothing happens.
+    device.Clear();
+    lights.DrawShadow(nullptr, camera, depth, draw);
+    lights.DrawShadow(&device, nullptr, depth, draw);
+    lights.DrawShadow(&device, camera, nullptr, draw);
+    lights.DrawShadow(&device, camera, depth, nullptr);
+    for (const auto& each : lights.GetLights())
+        each->SetCastShadow(false);
+    lights.DrawShadow(&device, camera, depth, draw);
+    EXPECT_TRUE(device.calls.empty());
+    EXPECT_EQ(seen.size(), 4u);
+    EXPECT_EQ(log.warnings, (Texts{"Device is null!", "Camera is null!", "Material is null!",
+                                   "Shadow callback is null!"}));
 }

@@ -67,57 +67,60 @@ void CompareOnRandomRays(const PrimitiveShape& shape, std::mt19937& rng, int ray
         ExpectSameAnswer(fast, shape.ComputeNearestPointBruteForce(ray), r);
         hits += fast.IsHit();
     }
-    EXPECT_GE(hits, minHits); // the comparison must not be all misses
+    EXPECT_GE(hits, minHits);
 }
 
 } // namespace
 
-TEST(PrimitiveShape, TreeAgreesWithScanForEveryTriangleKind)
+TEST(PrimitiveShape, TreeAgreesWithScanForEveryKind)
 {
     std::mt19937 rng(1);
     std::vector<uint32_t> index;
     const auto pts = Grid(40, index); // 3200 triangles
-    PrimitiveShape indexed(Geometry(PRIMITIVE_TRIANGLES, pts, index), nullptr);
-    CompareOnRandomRays(indexed, rng, 2000, 1000);
-
-    std::vector<glm::vec3> soup; // the same mesh without an index
+    std::vector<glm::vec3> soup;      // the same mesh without an index
     for (uint32_t i : index)
         soup.push_back(pts[i]);
-    PrimitiveShape flat(Geometry(PRIMITIVE_TRIANGLES, soup), nullptr);
-    CompareOnRandomRays(flat, rng, 1000, 500);
-
-    // A strip along one row of the grid and a fan around a centre.
-    std::vector<uint32_t> strip;
-    for (int i = 0; i <= 40; ++i)
-        strip.insert(strip.end(), {uint32_t(i), uint32_t(i + 41)});
-    for (int row = 1; row < 20; ++row) // long strip: 40 rows zig-zag
+    std::vector<uint32_t> strip; // 20 rows of the grid, zig-zag
+    for (int row = 0; row < 20; ++row)
         for (int i = 0; i <= 40; ++i)
             strip.insert(strip.end(), {uint32_t(row * 41 + i), uint32_t((row + 1) * 41 + i)});
-    PrimitiveShape stripShape(Geometry(PRIMITIVE_TRIANGLE_STRIP, pts, strip), nullptr);
-    CompareOnRandomRays(stripShape, rng, 1000, 300);
-
     std::vector<glm::vec3> fan{glm::vec3(0.0f)};
     for (int i = 0; i <= 600; ++i) {
         const float a = float(i) * 0.0105f;
         fan.emplace_back(std::cos(a) * 10.0f, std::sin(a) * 10.0f, std::sin(a * 7.0f));
     }
-    PrimitiveShape fanShape(Geometry(PRIMITIVE_TRIANGLE_FAN, fan), nullptr);
-    CompareOnRandomRays(fanShape, rng, 1000, 200);
-}
+    const auto cloud = RandomPoints(rng, 5000, 50.0f);
+    const auto path = RandomPoints(rng, 1200, 20.0f);
+    std::vector<uint32_t> picks;
+    for (uint32_t i = 0; i < 3000; ++i)
+        picks.push_back((i * 7919u) % 5000u);
+    const struct {
+        const char* name;
+        std::shared_ptr<BufferGeometry> geometry;
+        int minHits; // of 1000 rays: the comparison must not be all misses
+    } cases[] = {{"triangles", Geometry(PRIMITIVE_TRIANGLES, pts, index), 500},
+                 {"triangle soup", Geometry(PRIMITIVE_TRIANGLES, soup), 500},
+                 {"strip", Geometry(PRIMITIVE_TRIANGLE_STRIP, pts, strip), 300},
+                 {"fan", Geometry(PRIMITIVE_TRIANGLE_FAN, fan), 200},
+                 {"points", Geometry(PRIMITIVE_POINTS, cloud), 1000},
+                 {"indexed points", Geometry(PRIMITIVE_POINTS, cloud, picks), 1000},
+                 {"lines", Geometry(PRIMITIVE_LINES, cloud), 1000},
+                 {"indexed lines", Geometry(PRIMITIVE_LINES, cloud, picks), 1000},
+                 {"line strip", Geometry(PRIMITIVE_LINE_STRIP, path), 1000},
+                 {"line loop", Geometry(PRIMITIVE_LINE_LOOP, path), 1000}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        CompareOnRandomRays(PrimitiveShape(c.geometry, nullptr), rng, 1000, c.minHits);
+    }
 
-TEST(PrimitiveShape, TreeAgreesWithScanOnAxisRaysAndShortIndices)
-{
     // Rays along the axes (zero direction components, some exactly on grid
-    // lines and vertices) through a mesh indexed with 16-bit values.
-    std::vector<uint32_t> index;
-    const auto pts = Grid(40, index);
-    std::vector<uint16_t> shortIndex(index.begin(), index.end());
+    // lines and vertices) through the mesh indexed with 16-bit values.
     auto geometry = Geometry(PRIMITIVE_TRIANGLES, pts);
-    geometry->SetIndex(std::make_shared<ElementAttribute>(shortIndex));
-    PrimitiveShape shape(geometry, nullptr);
+    geometry->SetIndex(std::make_shared<ElementAttribute>(std::vector<uint16_t>(index.begin(), index.end())));
+    const PrimitiveShape shape(geometry, nullptr);
     int hits = 0, r = 0;
     for (float x = -0.5f; x <= 40.5f; x += 0.5f)
-        for (float y : {0.0f, 0.25f, 7.0f, 19.5f, 40.0f}) {
+        for (float y : {0.0f, 0.25f, 7.0f, 19.5f, 40.0f})
             for (const Ray& ray : {Ray(glm::vec3(x, y, 50.0f), glm::vec3(0, 0, -1)),
                                    Ray(glm::vec3(x, y, -50.0f), glm::vec3(0, 0, 1)),
                                    Ray(glm::vec3(-5.0f, y, x * 0.1f - 2.0f), glm::vec3(1, 0, 0)),
@@ -126,32 +129,7 @@ TEST(PrimitiveShape, TreeAgreesWithScanOnAxisRaysAndShortIndices)
                 ExpectSameAnswer(fast, shape.ComputeNearestPointBruteForce(ray), r++);
                 hits += fast.IsHit();
             }
-        }
     EXPECT_GE(hits, 300);
-}
-
-TEST(PrimitiveShape, TreeAgreesWithScanForPointsAndSegments)
-{
-    std::mt19937 rng(2);
-    const auto cloud = RandomPoints(rng, 5000, 50.0f);
-    PrimitiveShape points(Geometry(PRIMITIVE_POINTS, cloud), nullptr);
-    CompareOnRandomRays(points, rng, 1000, 1000);
-
-    std::vector<uint32_t> picks;
-    for (uint32_t i = 0; i < 3000; ++i)
-        picks.push_back((i * 7919u) % 5000u);
-    PrimitiveShape indexedPoints(Geometry(PRIMITIVE_POINTS, cloud, picks), nullptr);
-    CompareOnRandomRays(indexedPoints, rng, 500, 500);
-
-    PrimitiveShape lines(Geometry(PRIMITIVE_LINES, cloud), nullptr);
-    CompareOnRandomRays(lines, rng, 1000, 1000);
-    const auto path = RandomPoints(rng, 1200, 20.0f);
-    PrimitiveShape strip(Geometry(PRIMITIVE_LINE_STRIP, path), nullptr);
-    CompareOnRandomRays(strip, rng, 500, 500);
-    PrimitiveShape loop(Geometry(PRIMITIVE_LINE_LOOP, path), nullptr);
-    CompareOnRandomRays(loop, rng, 500, 500);
-    PrimitiveShape indexedLines(Geometry(PRIMITIVE_LINES, cloud, picks), nullptr);
-    CompareOnRandomRays(indexedLines, rng, 500, 500);
 }
 
 TEST(PrimitiveShape, HandWorkedAnswers)

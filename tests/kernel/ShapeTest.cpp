@@ -4,7 +4,6 @@
 #include <orvkernel/shape/PrimitiveShape.h>
 
 #include <random>
-#include <set>
 
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
@@ -49,22 +48,30 @@ Ray RandomRay(std::mt19937& rng, const glm::vec3& lo, const glm::vec3& hi)
     return Ray(origin, target - origin);
 }
 
-void ExpectSameAnswer(const IntersectPoint& fast, const IntersectPoint& slow, int ray)
-{
-    ASSERT_EQ(fast.GetPrimitiveIndex(), slow.GetPrimitiveIndex()) << "ray " << ray;
-    EXPECT_EQ(fast.GetShapeFilter(), slow.GetShapeFilter());
-    EXPECT_FLOAT_EQ(fast.GetDistance(), slow.GetDistance()) << "ray " << ray;
-    EXPECT_EQ(fast.GetLocalPosition(), slow.GetLocalPosition()) << "ray " << ray;
-}
-
-void CompareOnRandomRays(const PrimitiveShape& shape, std::mt19937& rng, int rays, int minHits)
+// Compares the tree's answer with the linear scan's on 1000 random rays
+// through the shape's box and, when asked, on rays along the axes (zero
+// direction components, some exactly through the lines and vertices of the
+// grid below).
+void CompareWithScan(const PrimitiveShape& shape, std::mt19937& rng, bool axisRays, int minHits)
 {
     const AxisAlignedBox box = shape.GetGeometry()->GetSafeBoudingBox();
+    std::vector<Ray> rays;
+    for (int r = 0; r < 1000; ++r)
+        rays.push_back(RandomRay(rng, box.getMinimum(), box.getMaximum()));
+    for (float x = -0.5f; axisRays && x <= 40.5f; x += 0.5f)
+        for (float y : {0.0f, 0.25f, 7.0f, 19.5f, 40.0f})
+            rays.insert(rays.end(), {Ray(glm::vec3(x, y, 50.0f), glm::vec3(0, 0, -1)),
+                                     Ray(glm::vec3(x, y, -50.0f), glm::vec3(0, 0, 1)),
+                                     Ray(glm::vec3(-5.0f, y, x * 0.1f - 2.0f), glm::vec3(1, 0, 0)),
+                                     Ray(glm::vec3(x, 45.0f, 1.0f), glm::vec3(0, -1, 0))});
     int hits = 0;
-    for (int r = 0; r < rays; ++r) {
-        const Ray ray = RandomRay(rng, box.getMinimum(), box.getMaximum());
-        const IntersectPoint fast = shape.ComputeNearestPoint(ray);
-        ExpectSameAnswer(fast, shape.ComputeNearestPointBruteForce(ray), r);
+    for (std::size_t r = 0; r < rays.size(); ++r) {
+        const IntersectPoint fast = shape.ComputeNearestPoint(rays[r]);
+        const IntersectPoint slow = shape.ComputeNearestPointBruteForce(rays[r]);
+        ASSERT_EQ(fast.GetPrimitiveIndex(), slow.GetPrimitiveIndex()) << "ray " << r;
+        EXPECT_EQ(fast.GetShapeFilter(), slow.GetShapeFilter());
+        EXPECT_FLOAT_EQ(fast.GetDistance(), slow.GetDistance()) << "ray " << r;
+        EXPECT_EQ(fast.GetLocalPosition(), slow.GetLocalPosition()) << "ray " << r;
         hits += fast.IsHit();
     }
     EXPECT_GE(hits, minHits);
@@ -94,42 +101,30 @@ TEST(PrimitiveShape, TreeAgreesWithScanForEveryKind)
     std::vector<uint32_t> picks;
     for (uint32_t i = 0; i < 3000; ++i)
         picks.push_back((i * 7919u) % 5000u);
+    auto shortIndexed = Geometry(PRIMITIVE_TRIANGLES, pts);
+    shortIndexed->SetIndex(std::make_shared<ElementAttribute>(std::vector<uint16_t>(index.begin(), index.end())));
+    // Axis rays through the indexed grid. (The fan's centre lies on one,
+    // where its nearly edge-on triangles fool the exact test itself.)
     const struct {
         const char* name;
         std::shared_ptr<BufferGeometry> geometry;
-        int minHits; // of 1000 rays: the comparison must not be all misses
-    } cases[] = {{"triangles", Geometry(PRIMITIVE_TRIANGLES, pts, index), 500},
-                 {"triangle soup", Geometry(PRIMITIVE_TRIANGLES, soup), 500},
-                 {"strip", Geometry(PRIMITIVE_TRIANGLE_STRIP, pts, strip), 300},
-                 {"fan", Geometry(PRIMITIVE_TRIANGLE_FAN, fan), 200},
-                 {"points", Geometry(PRIMITIVE_POINTS, cloud), 1000},
-                 {"indexed points", Geometry(PRIMITIVE_POINTS, cloud, picks), 1000},
-                 {"lines", Geometry(PRIMITIVE_LINES, cloud), 1000},
-                 {"indexed lines", Geometry(PRIMITIVE_LINES, cloud, picks), 1000},
-                 {"line strip", Geometry(PRIMITIVE_LINE_STRIP, path), 1000},
-                 {"line loop", Geometry(PRIMITIVE_LINE_LOOP, path), 1000}};
+        bool axisRays;
+        int minHits; // the comparison must not be all misses
+    } cases[] = {{"triangles", Geometry(PRIMITIVE_TRIANGLES, pts, index), true, 1500},
+                 {"16-bit index", shortIndexed, true, 1500},
+                 {"triangle soup", Geometry(PRIMITIVE_TRIANGLES, soup), false, 500},
+                 {"strip", Geometry(PRIMITIVE_TRIANGLE_STRIP, pts, strip), false, 300},
+                 {"fan", Geometry(PRIMITIVE_TRIANGLE_FAN, fan), false, 200},
+                 {"points", Geometry(PRIMITIVE_POINTS, cloud), false, 1000},
+                 {"indexed points", Geometry(PRIMITIVE_POINTS, cloud, picks), false, 1000},
+                 {"lines", Geometry(PRIMITIVE_LINES, cloud), false, 1000},
+                 {"indexed lines", Geometry(PRIMITIVE_LINES, cloud, picks), false, 1000},
+                 {"line strip", Geometry(PRIMITIVE_LINE_STRIP, path), false, 1000},
+                 {"line loop", Geometry(PRIMITIVE_LINE_LOOP, path), false, 1000}};
     for (const auto& c : cases) {
         SCOPED_TRACE(c.name);
-        CompareOnRandomRays(PrimitiveShape(c.geometry, nullptr), rng, 1000, c.minHits);
+        CompareWithScan(PrimitiveShape(c.geometry, nullptr), rng, c.axisRays, c.minHits);
     }
-
-    // Rays along the axes (zero direction components, some exactly on grid
-    // lines and vertices) through the mesh indexed with 16-bit values.
-    auto geometry = Geometry(PRIMITIVE_TRIANGLES, pts);
-    geometry->SetIndex(std::make_shared<ElementAttribute>(std::vector<uint16_t>(index.begin(), index.end())));
-    const PrimitiveShape shape(geometry, nullptr);
-    int hits = 0, r = 0;
-    for (float x = -0.5f; x <= 40.5f; x += 0.5f)
-        for (float y : {0.0f, 0.25f, 7.0f, 19.5f, 40.0f})
-            for (const Ray& ray : {Ray(glm::vec3(x, y, 50.0f), glm::vec3(0, 0, -1)),
-                                   Ray(glm::vec3(x, y, -50.0f), glm::vec3(0, 0, 1)),
-                                   Ray(glm::vec3(-5.0f, y, x * 0.1f - 2.0f), glm::vec3(1, 0, 0)),
-                                   Ray(glm::vec3(x, 45.0f, 1.0f), glm::vec3(0, -1, 0))}) {
-                const IntersectPoint fast = shape.ComputeNearestPoint(ray);
-                ExpectSameAnswer(fast, shape.ComputeNearestPointBruteForce(ray), r++);
-                hits += fast.IsHit();
-            }
-    EXPECT_GE(hits, 300);
 }
 
 TEST(PrimitiveShape, HandWorkedAnswers)
@@ -304,25 +299,16 @@ TEST(CompoundShape, MembersBoxAndDeepClone)
     EXPECT_EQ(copy->GetPrimitive(0)->GetPositions()->GetVec3(0), glm::vec3(0.0f));
 }
 
-TEST(GfxObject, IdsAreUniqueNonZeroAndNewForCopies)
+TEST(GfxObject, IdsAreNonZeroNewForCopiesAndNeverReused)
 {
-    std::set<uint32_t> ids = {0};
-    std::vector<std::unique_ptr<GfxObject>> live;
-    for (int i = 0; i < 1000; ++i) {
-        live.push_back(std::make_unique<GfxObject>());
-        ids.insert(live.back()->GetObjectId());
-    }
-    EXPECT_EQ(ids.size(), 1001u); // distinct and never zero
-
     GfxObject a;
     GfxObject b(a);
-    EXPECT_NE(a.GetObjectId(), b.GetObjectId());
+    EXPECT_TRUE(a.GetObjectId() != 0 && b.GetObjectId() != a.GetObjectId());
     const uint32_t before = b.GetObjectId();
     b = a;
     EXPECT_EQ(b.GetObjectId(), before); // assignment keeps identity
-    // Ids only grow: a later object never reuses an earlier one's id.
-    live.clear();
-    EXPECT_GT(GfxObject().GetObjectId(), *ids.rbegin());
+    const uint32_t gone = GfxObject().GetObjectId();
+    EXPECT_GT(GfxObject().GetObjectId(), gone);
 }
 
 TEST(IntersectPoint, DefaultIsMissAndTransformMovesWorldPosition)

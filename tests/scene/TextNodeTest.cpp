@@ -49,7 +49,6 @@ TEST(TextSceneNode, TextureFormHasItsOwnMaterialAndKeepsItsRectangle)
     auto node = Label(L"ab");
     FontMaterial* material = FontOf(*node);
     ASSERT_NE(material, nullptr);
-    EXPECT_EQ(material->GetName(), "sys.font.texture." + std::to_string(node->GetObjectId()));
     EXPECT_EQ(material->GetColor(), glm::vec3(0, 1, 0));
     const AxisAlignedBox box = node->GetBoundingBox();
     const auto& image = *material->GetImage();
@@ -139,23 +138,6 @@ TEST(Scene2D, NodesByObjectIdUpdatedOnAdd)
     LogCapture log;
     EXPECT_EQ(scene.AddNode(nullptr), 0u);
     EXPECT_EQ(log.warnings, Texts{"Node is null!"});
-}
-
-TEST(TagNode2D, CreateGroupsARedLeaderLineAndTheLabel)
-{
-    auto text = MeshText(L"tag");
-    const glm::vec3 position(3, 4, 0), target(1, 1, 0);
-    auto tag = TagNode2D::Create(text, position, target);
-    EXPECT_TRUE(tag->GetWorldPosition());
-    auto handle = tag->GetHandleNode();
-    EXPECT_EQ(handle->GetMaterial()->GetColor(), glm::vec3(1, 0, 0));
-    EXPECT_EQ(handle->GetPrimitive()->GetPrimitiveType(), uint32_t(PRIMITIVE_LINES));
-    EXPECT_VEC(Math::transformVec3(handle->GetTransform(), glm::vec3(0.0f)), target, 1e-3f);
-    EXPECT_VEC(Math::transformVec3(handle->GetTransform(), glm::vec3(1, 0, 0)), position, 1e-3f);
-    auto* group = GroupSceneNode::Cast(tag->GetNode().get());
-    ASSERT_NE(group, nullptr);
-    EXPECT_EQ(group->GetCount(), 2u);
-    EXPECT_TRUE(text->GetParent() == group && handle->GetParent() == group);
 }
 
 TEST(TagNode2D, FollowsItsWorldPositionAsTheCameraMoves)

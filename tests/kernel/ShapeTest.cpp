@@ -5,7 +5,6 @@
 
 #include <random>
 
-#include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 
 #include "LogCapture.h"
@@ -309,20 +308,4 @@ TEST(GfxObject, IdsAreNonZeroNewForCopiesAndNeverReused)
     EXPECT_EQ(b.GetObjectId(), before); // assignment keeps identity
     const uint32_t gone = GfxObject().GetObjectId();
     EXPECT_GT(GfxObject().GetObjectId(), gone);
-}
-
-TEST(IntersectPoint, DefaultIsMissAndTransformMovesWorldPosition)
-{
-    IntersectPoint miss;
-    EXPECT_FALSE(miss.IsHit());
-    EXPECT_EQ(miss.GetShapeFilter(), SHAPE_FILTER_NONE);
-
-    IntersectPoint hit(SHAPE_FILTER_EDGE, 3, glm::vec3(1, 2, 3), 0.5f);
-    EXPECT_TRUE(hit.IsHit());
-    EXPECT_EQ(hit.GetPosition(), glm::vec3(1, 2, 3));
-    hit.Transform(glm::translate(glm::mat4(1.0f), glm::vec3(10, 0, 0)));
-    EXPECT_EQ(hit.GetLocalPosition(), glm::vec3(1, 2, 3));
-    EXPECT_EQ(hit.GetPosition(), glm::vec3(11, 2, 3));
-    hit.Transform(glm::scale(glm::mat4(1.0f), glm::vec3(2.0f))); // always from the local point
-    EXPECT_EQ(hit.GetPosition(), glm::vec3(2, 4, 6));
 }

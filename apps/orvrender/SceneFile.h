@@ -13,8 +13,9 @@ namespace orvrender {
 /// What a scene file put into the manager.
 struct SceneInfo {
     /// Named nodes: the node the file's `name` was given to (for tags, the
-    /// tag's text node), and the names of the meshes inside imported models
-    /// as "<model name>/<mesh name>".
+    /// tag's text node), and the parts inside imported models by their path
+    /// along the model file's hierarchy, "<model name>/<node>/<child node>"
+    /// (docs/scene-format.md).
     std::vector<std::pair<const orvcore::SceneNode*, std::string>> names;
     /// Scene nodes created in the main scene (every node of every subtree,
     /// edge children and the nodes of imported models included).

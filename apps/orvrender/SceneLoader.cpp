@@ -300,7 +300,7 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         {"plane", {"size", "edges", "edgeColor"}},
         {"points", {"points", "pointSize"}},
         {"lines", {"points", "width"}},
-        {"model", {"file", "featureAngle", "edges", "edgeColor"}},
+        {"model", {"file", "featureAngle", "edges", "edgeColor", "up"}},
         {"text", {"text", "height", "form", "billboard"}},
         {"tag", {"text", "height", "target", "position", "offset", "lineColor"}},
     };
@@ -416,15 +416,19 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         options.featureAngleDegrees =
             angle ? static_cast<float>(Bounded(*angle, Child(path, "featureAngle"), 0.0, 180.0, false)) : 30.0f;
         options.edgeColor = EdgeColor(node, path);
+        if (const Json* up = Find(node, "up")) {
+            const std::string axis = String(*up, Child(path, "up"));
+            if (axis != "y" && axis != "z")
+                Fail(Child(path, "up"), "expected \"y\" or \"z\", found \"" + axis + "\"");
+            options.up = axis == "y" ? UpAxis::Y : UpAxis::Z;
+        }
         ImportedModel model;
         std::string importError;
         if (!ImportModel(Resolve(file), options, model, importError) || !model.root)
             Fail(filePath, importError.empty() ? "the model could not be imported" : importError);
-        for (const auto& entry : model.names) {
-            if (entry.first && !entry.second.empty())
-                innerNames.emplace_back(entry.first, name.empty() ? entry.second : name + "/" + entry.second);
-        }
+        innerNames = ModelNames(model, name);
         result = model.root;
+        extra = model.root->GetTransform(); // the file's own placement (and its turn to Z-up)
     } else if (type == "text") {
         const std::string textPath = Child(path, "text");
         const std::string text = String(Require(node, "text", path), textPath);
@@ -475,6 +479,39 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
     for (const auto& entry : innerNames) {
         if (m_NameSet.insert(entry.second).second)
             m_Info.names.push_back(entry);
+    }
+    return result;
+}
+
+std::vector<std::pair<const SceneNode*, std::string>> SceneLoader::ModelNames(const ImportedModel& model,
+                                                                               const std::string& modelName)
+{
+    // A node's path is the names of the file's nodes from below its root
+    // down to it. The root stands for the model itself (its name is often
+    // made up by the reader: the file name, "ROOT", the STL solid). A mesh
+    // is named only where no node below the root names it.
+    std::map<const SceneNode*, std::string> fileNames;
+    for (const auto& entry : model.names)
+        if (entry.first && !entry.second.empty() && entry.first != model.root.get())
+            fileNames.emplace(entry.first, entry.second);
+    std::vector<std::pair<const SceneNode*, std::string>> result;
+    for (const auto& entry : model.names) {
+        if (!entry.first || entry.first == model.root.get() || entry.second.empty())
+            continue;
+        const bool mesh = !orvcore::GroupSceneNode::Cast(entry.first);
+        std::vector<const std::string*> parts{&entry.second};
+        for (const SceneNode* node = entry.first->GetParent(); node && node != model.root.get();
+             node = node->GetParent()) {
+            auto found = fileNames.find(node);
+            if (found != fileNames.end())
+                parts.push_back(&found->second);
+        }
+        if (mesh && parts.size() > 1)
+            continue;
+        std::string path = modelName;
+        for (auto part = parts.rbegin(); part != parts.rend(); ++part)
+            path += (path.empty() ? "" : "/") + **part;
+        result.emplace_back(entry.first, path);
     }
     return result;
 }

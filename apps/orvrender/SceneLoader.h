@@ -18,6 +18,8 @@
 
 namespace orvrender {
 
+struct ImportedModel;
+
 /// Builds the scene of one parsed scene file into a manager. Every fault is
 /// thrown as a `json::Fault` with its JSON path; `LoadSceneText` turns it
 /// into the message.
@@ -35,6 +37,9 @@ private:
     void Count(const SceneNode& node);
     void CountTriangles(const orvcore::PrimitiveShape* primitive);
     void AddName(const SceneNode* node, const std::string& name, const std::string& path);
+    /// The names of an imported model's parts as paths below `modelName`.
+    static std::vector<std::pair<const SceneNode*, std::string>> ModelNames(const ImportedModel& model,
+                                                                           const std::string& modelName);
     glm::mat4 Transform(const Json& node, const std::string& path);
     std::shared_ptr<orvcore::MaterialInstance> FaceMaterial(const Json& node, const std::string& path,
                                                              const std::string& name);

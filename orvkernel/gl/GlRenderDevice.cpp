@@ -453,10 +453,10 @@ unsigned int GlRenderDevice::SyncTexture(const std::shared_ptr<Texture>& texture
                          whole ? GLsizei(size) : 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, whole ? pixels.data() : clear);
         }
     }
-    glTexParameteri(target, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(target, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glTexParameteri(target, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(target, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glTexParameteri(target, GL_TEXTURE_MIN_FILTER, image ? GLint(image->GetMinFilter()) : GL_LINEAR);
+    glTexParameteri(target, GL_TEXTURE_MAG_FILTER, image ? GLint(image->GetMagFilter()) : GL_LINEAR);
+    glTexParameteri(target, GL_TEXTURE_WRAP_S, image ? GLint(image->GetWrapU()) : GL_CLAMP_TO_EDGE);
+    glTexParameteri(target, GL_TEXTURE_WRAP_T, image ? GLint(image->GetWrapV()) : GL_CLAMP_TO_EDGE);
     if (cube)
         glTexParameteri(target, GL_TEXTURE_WRAP_R, GL_CLAMP_TO_EDGE);
     ++m_TextureUploadCount;

@@ -268,6 +268,8 @@ void GlRenderDevice::ApplyMaterialUniforms(const MaterialInstance& material, GlS
         program.SetUniform("hasBackground", font->HasBackground() ? 1 : 0);
         program.SetUniform("background", font->GetBackground());
     }
+    // A material that sets no cut-off draws every fragment.
+    program.SetUniform("alphaTest", 0.0f);
     for (const auto& uniform : material.GetUniforms().GetValues())
         program.SetUniform(uniform.first, uniform.second);
 }

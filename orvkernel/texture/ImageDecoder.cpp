@@ -27,4 +27,26 @@ bool ImageDecoder::Decode(const std::string& path, unsigned int& width, unsigned
     return true;
 }
 
+bool ImageDecoder::DecodeMemory(const uint8_t* bytes, std::size_t size, unsigned int& width, unsigned int& height,
+                                std::vector<uint8_t>& rgba, unsigned int maxSide)
+{
+    if (!bytes || size == 0 || size > std::size_t(0x7fffffff))
+        return false;
+    int w = 0, h = 0, channels = 0;
+    if (!stbi_info_from_memory(bytes, int(size), &w, &h, &channels) || w <= 0 || h <= 0 || unsigned(w) > maxSide ||
+        unsigned(h) > maxSide)
+        return false;
+    stbi_uc* data = stbi_load_from_memory(bytes, int(size), &w, &h, &channels, 4);
+    if (!data || w <= 0 || h <= 0) {
+        if (data)
+            stbi_image_free(data);
+        return false;
+    }
+    width = unsigned(w);
+    height = unsigned(h);
+    rgba.assign(data, data + std::size_t(w) * std::size_t(h) * 4u);
+    stbi_image_free(data);
+    return true;
+}
+
 } // namespace orvcore

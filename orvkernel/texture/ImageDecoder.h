@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -13,6 +14,11 @@ struct ImageDecoder {
     /// missing or not an image; the outputs are then left alone.
     static bool Decode(const std::string& path, unsigned int& width, unsigned int& height,
                        std::vector<uint8_t>& rgba);
+    /// As `Decode`, from the bytes of an image file in memory; false without
+    /// a warning when they are not an image (or more than 2 GiB), or when
+    /// the image is larger than `maxSide` on a side (checked before decoding).
+    static bool DecodeMemory(const uint8_t* bytes, std::size_t size, unsigned int& width, unsigned int& height,
+                             std::vector<uint8_t>& rgba, unsigned int maxSide = 16384);
 };
 
 } // namespace orvcore

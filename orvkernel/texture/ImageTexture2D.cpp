@@ -77,4 +77,41 @@ void ImageTexture2D::SetImage(unsigned int width, unsigned int height, const uin
     RaiseVersion();
 }
 
+namespace {
+
+bool IsWrap(uint32_t mode)
+{
+    return mode == TEXTURE_WRAP_REPEAT || mode == TEXTURE_WRAP_CLAMP || mode == TEXTURE_WRAP_MIRROR;
+}
+
+bool IsFilter(uint32_t mode) { return mode == TEXTURE_FILTER_NEAREST || mode == TEXTURE_FILTER_LINEAR; }
+
+} // namespace
+
+void ImageTexture2D::SetWrap(uint32_t wrapU, uint32_t wrapV)
+{
+    if (!IsWrap(wrapU) || !IsWrap(wrapV)) {
+        Logger::Instance().Waring("Texture mode is invalid!");
+        return;
+    }
+    if (wrapU != m_WrapU || wrapV != m_WrapV) {
+        m_WrapU = wrapU;
+        m_WrapV = wrapV;
+        RaiseVersion();
+    }
+}
+
+void ImageTexture2D::SetFilter(uint32_t magnify, uint32_t minify)
+{
+    if (!IsFilter(magnify) || !IsFilter(minify)) {
+        Logger::Instance().Waring("Texture mode is invalid!");
+        return;
+    }
+    if (magnify != m_MagFilter || minify != m_MinFilter) {
+        m_MagFilter = magnify;
+        m_MinFilter = minify;
+        RaiseVersion();
+    }
+}
+
 } // namespace orvcore

@@ -9,6 +9,19 @@
 
 namespace orvcore {
 
+/// How a 2D texture repeats outside [0, 1], as the OpenGL values.
+enum EnumTextureWrap : uint32_t {
+    TEXTURE_WRAP_REPEAT = 0x2901,
+    TEXTURE_WRAP_CLAMP = 0x812F, ///< clamp to the edge texels
+    TEXTURE_WRAP_MIRROR = 0x8370,
+};
+
+/// How a 2D texture is sampled between texels, as the OpenGL values.
+enum EnumTextureFilter : uint32_t {
+    TEXTURE_FILTER_NEAREST = 0x2600,
+    TEXTURE_FILTER_LINEAR = 0x2601,
+};
+
 /// A 2D texture over an RGBA image with 8 bits per channel, rows from the
 /// top, kept on the CPU (the device uploads it).
 class ImageTexture2D : public Texture {
@@ -56,6 +69,17 @@ public:
     }
     bool IsEmpty() const { return GetPixels().empty(); }
 
+    /// Wrap modes along u and v (`EnumTextureWrap`; default clamp) and the
+    /// magnifying and minifying filters (`EnumTextureFilter`; default
+    /// linear). A change raises the version; an unknown value logs
+    /// "Texture mode is invalid!" and is ignored.
+    void SetWrap(uint32_t wrapU, uint32_t wrapV);
+    void SetFilter(uint32_t magnify, uint32_t minify);
+    uint32_t GetWrapU() const { return m_WrapU; }
+    uint32_t GetWrapV() const { return m_WrapV; }
+    uint32_t GetMagFilter() const { return m_MagFilter; }
+    uint32_t GetMinFilter() const { return m_MinFilter; }
+
 private:
     /// Decodes a pending file (the image is a cache of it until then).
     void Resolve() const;
@@ -64,6 +88,10 @@ private:
     mutable unsigned int m_Height = 0;
     mutable std::vector<uint8_t> m_Pixels;
     mutable std::string m_PendingPath;
+    uint32_t m_WrapU = TEXTURE_WRAP_CLAMP;
+    uint32_t m_WrapV = TEXTURE_WRAP_CLAMP;
+    uint32_t m_MagFilter = TEXTURE_FILTER_LINEAR;
+    uint32_t m_MinFilter = TEXTURE_FILTER_LINEAR;
 };
 
 } // namespace orvcore

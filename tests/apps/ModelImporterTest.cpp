@@ -284,7 +284,7 @@ TEST(ModelImporter, GltfNodesKeepTheirTransformsAndNames)
     EXPECT_NE(leaves[0], leaves[1]);
     EXPECT_EQ(ShapeSceneNode::Cast(leaves[0])->GetPrimitive(0), ShapeSceneNode::Cast(leaves[1])->GetPrimitive(0));
     model.root->UpdateTransform(glm::mat4(1.0f));
-    EXPECT_EQ(model.root->GetWorldBBox(), AxisAlignedBox(glm::vec3(10, 0, 0), glm::vec3(11, 6, 3)));
+    EXPECT_EQ(model.root->GetWorldBBox(), AxisAlignedBox(glm::vec3(10, -3, 0), glm::vec3(11, 0, 6))); // Y-up turned
 
     std::multiset<std::string> names;
     for (const auto& entry : model.names)
@@ -320,7 +320,7 @@ TEST(ModelImporter, MissingGarbageEmptyAndTriangleFreeFilesAreReported)
     for (std::size_t i = 0; i < noise.size(); ++i)
         noise[i] = char((i * 151 + 7) % 256);
     const std::string missing = ::testing::TempDir() + "orvimport_does_not_exist.stl";
-    const std::string wire = WriteFile("wire.obj", "v 0 0 0\nv 1 0 0\nv 1 1 0\nl 1 2 3\n");
+    const std::string wire = WriteFile("bare.gltf", R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[]}]})");
     const std::string paths[] = {missing, ::testing::TempDir(), WriteFile("noise.stl", noise),
                                  WriteFile("noise.ply", "ply\n" + noise), WriteFile("noise.gltf", "{\"asset\":"),
                                  WriteFile("empty.obj", ""), WriteFile("empty.stl", ""),
@@ -334,12 +334,12 @@ TEST(ModelImporter, MissingGarbageEmptyAndTriangleFreeFilesAreReported)
         EXPECT_FALSE(ImportModel(path, ImportOptions(), model, error));
         const std::string reason = "cannot read " + path + ": ";
         EXPECT_TRUE((error.rfind(reason, 0) == 0 && error.size() > reason.size()) ||
-                    error == "no triangles in " + path)
+                    error == "no points, lines or triangles in " + path)
             << error;
         EXPECT_EQ(log.warnings, std::vector<std::string>{error});
         EXPECT_EQ(model.root, nullptr);
         EXPECT_EQ(model.meshes, 0u);
         EXPECT_TRUE(path != missing || error.rfind(reason, 0) == 0);
-        EXPECT_TRUE(path != wire || error == "no triangles in " + path);
+        EXPECT_TRUE(path != wire || error == "no points, lines or triangles in " + path);
     }
 }

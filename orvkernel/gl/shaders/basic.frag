@@ -6,6 +6,8 @@ uniform float opacity;
 uniform int useVertexColors;
 uniform int useMap;
 uniform sampler2D map;
+// Fragments whose alpha falls below it are dropped (0: none).
+uniform float alphaTest;
 
 void main()
 {
@@ -14,5 +16,7 @@ void main()
         result *= vIn.color;
     if (useMap != 0)
         result *= texture(map, vIn.uv);
+    if (result.a < alphaTest)
+        discard;
     fragColor = vec4(ApplyState(result.rgb), result.a);
 }

@@ -11,6 +11,8 @@ uniform float shininess;
 uniform int useVertexColors;
 uniform int useMap;
 uniform sampler2D map;
+// Fragments whose alpha falls below it are dropped (0: none).
+uniform float alphaTest;
 uniform int faceSide;
 uniform int lightCount;
 uniform vec3 lightDirections[4];
@@ -36,6 +38,8 @@ void main()
         base *= vIn.color;
     if (useMap != 0)
         base *= texture(map, vIn.uv);
+    if (base.a < alphaTest)
+        discard;
 
     vec3 n = vIn.normal;
     float length2 = dot(n, n);

@@ -32,9 +32,7 @@ protected:
 TEST(PickedItem, NullRulesRootAndReductionToTheNode)
 {
     auto leaf = std::make_shared<orvtest::TestLeaf>();
-    auto mid = std::make_shared<GroupSceneNode>();
-    mid->AddNode(leaf);
-    auto root = orvtest::Root({mid});
+    auto root = orvtest::Root({orvtest::Group({leaf})});
     EXPECT_TRUE(PickedItem().IsNull());
     EXPECT_FALSE(Item(leaf.get(), SHAPE_FILTER_FACE, 0).IsNull());
     EXPECT_TRUE(Item(leaf.get(), SHAPE_FILTER_FACE, -1).IsNull());

@@ -98,8 +98,7 @@ TEST(Raycaster, FilterVisibilityAndPickabilityDecideWhatIsHitNearestFirst)
     auto point = Node(Primitive(PRIMITIVE_POINTS, {{0, 0, 10}}));
     auto line = Node(Primitive(PRIMITIVE_LINES, {{-5, 0, 5}, {5, 0, 5}}));
     auto face = Node(Square(0, 0, 0, 5));
-    auto group = std::make_shared<GroupSceneNode>();
-    group->AddNode(face);
+    auto group = orvtest::Group({face});
     auto root = Root({point, line, group});
 
     Raycaster all(camera, 7, kCx, kCy);

@@ -16,12 +16,10 @@ using Texts = std::vector<std::string>;
 
 TEST(SceneNode, UpdateRequestsRaiseThePathAndUpdatesClearIt)
 {
-    auto a = std::make_shared<GroupSceneNode>();
-    auto b = std::make_shared<GroupSceneNode>();
     auto c = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
     EXPECT_EQ(c->GetUpdateVersion(), 1u); // born dirty
-    a->AddNode(b);
-    b->AddNode(c);
+    auto b = orvtest::Group({c});
+    auto a = orvtest::Group({b});
     a->UpdateTransform(glm::mat4(1.0f));
     EXPECT_EQ(c->GetUpdateVersion() + b->GetUpdateVersion() + a->GetUpdateVersion(), 0u);
 
@@ -77,6 +75,7 @@ TEST(SceneNode, BoxesInParentSpaceAndCachedWorldBoxesFollowEveryChange)
 TEST(SceneNode, CloneCopiesExactlyTheBaseProperties)
 {
     auto src = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    auto group = orvtest::Group({src});
     src->SetUserId(77);
     src->SetTransform(Translate(1, 2, 3));
     src->UpdateTransform(Translate(0, 0, 10));
@@ -86,8 +85,6 @@ TEST(SceneNode, CloneCopiesExactlyTheBaseProperties)
     src->SetCulling(false);
     src->SetOverrideFaceMaterial(MaterialInstance::Create("face"));
     src->SetOverrideEdgeMaterial(MaterialInstance::Create("edge"));
-    auto group = std::make_shared<GroupSceneNode>();
-    group->AddNode(src);
 
     auto clone = src->Clone();
     ASSERT_TRUE(clone);
@@ -157,11 +154,10 @@ TEST(GroupSceneNode, FindersIteratorAndApplyCoverDirectChildren)
         added.insert(leaf.get());
         group->AddNode(leaf);
     }
-    auto sub = std::make_shared<GroupSceneNode>();
     auto inner = std::make_shared<TestLeaf>();
     inner->SetVisible(false);
     inner->SetUserId(9);
-    sub->AddNode(inner);
+    auto sub = orvtest::Group({inner});
     group->AddNode(sub);
     added.insert(sub.get());
 
@@ -191,18 +187,15 @@ TEST(GroupSceneNode, FindersIteratorAndApplyCoverDirectChildren)
 
 TEST(GroupSceneNode, UpdateMergesChildBoxesInGroupCoordinates)
 {
-    auto root = std::make_shared<GroupSceneNode>();
-    auto sub = std::make_shared<GroupSceneNode>();
     auto a = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
     auto b = MakeLeaf(glm::vec3(-1.0f), glm::vec3(0.0f));
     auto hidden = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
     a->SetTransform(Translate(4, 0, 0));
     hidden->SetTransform(Translate(0, 0, -9));
     hidden->SetVisible(false);
+    auto sub = orvtest::Group({a, b, hidden});
     sub->SetTransform(glm::scale(glm::mat4(1.0f), glm::vec3(2.0f)));
-    for (const auto& n : {a, b, hidden})
-        sub->AddNode(n);
-    root->AddNode(sub);
+    auto root = orvtest::Group({sub});
     root->SetTransform(Translate(0, 10, 0));
     // A value set by hand does not survive the update.
     sub->SetBoundingBox(Box(glm::vec3(-100.0f), glm::vec3(100.0f)));
@@ -228,14 +221,10 @@ TEST(GroupSceneNode, CleanChildrenKeepCorrectWorldsAcrossUpdates)
 {
     // Clean children of a group whose world did not change skip their
     // recomputation; every way of changing their inputs must still show.
-    auto root = std::make_shared<GroupSceneNode>();
-    auto group = std::make_shared<GroupSceneNode>();
     auto a = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
     auto b = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
-    group->AddNode(a);
-    group->AddNode(b);
-    root->AddNode(group);
-    root->UpdateTransform(glm::mat4(1.0f));
+    auto group = orvtest::Group({a, b});
+    auto root = orvtest::Root({group});
     EXPECT_EQ(a->GetWorldBBox(), Box(glm::vec3(0.0f), glm::vec3(1.0f)));
 
     // A new local box without a request, the sibling dirty.
@@ -270,12 +259,10 @@ TEST(GroupSceneNode, CleanChildrenKeepCorrectWorldsAcrossUpdates)
 
 TEST(GroupSceneNode, CloneIsDeepWithFreshIdsAndParents)
 {
-    auto root = std::make_shared<GroupSceneNode>();
-    auto sub = std::make_shared<GroupSceneNode>();
     auto leaf = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
     leaf->SetUserId(3);
-    sub->AddNode(leaf);
-    root->AddNode(sub);
+    auto sub = orvtest::Group({leaf});
+    auto root = orvtest::Group({sub});
     root->SetUserId(1);
 
     auto copyHolder = root->Clone();

@@ -36,9 +36,8 @@ TEST(Scene, AddPlacesNodesOnceAndRefusesBadOnes)
     EXPECT_FALSE(scene.FindNode(12345678));
 
     EXPECT_EQ(scene.AddNode(nullptr), 0u);
-    auto group = std::make_shared<GroupSceneNode>();
     auto child = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
-    group->AddNode(child);
+    auto group = orvtest::Group({child});
     EXPECT_EQ(scene.AddNode(child), 0u);
     EXPECT_EQ(log.warnings, (std::vector<std::string>{"Node is null!", "Parent should be null!"}));
 }

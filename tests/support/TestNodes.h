@@ -32,12 +32,21 @@ inline std::shared_ptr<TestLeaf> MakeLeaf(const glm::vec3& lo, const glm::vec3& 
     return std::make_shared<TestLeaf>(orvcore::AxisAlignedBox(lo, hi));
 }
 
-/// A group holding the nodes, with world transforms and boxes up to date.
-inline std::shared_ptr<orvcore::GroupSceneNode> Root(std::initializer_list<std::shared_ptr<orvcore::SceneNode>> nodes)
+using Nodes = std::initializer_list<std::shared_ptr<orvcore::SceneNode>>;
+
+/// A group holding the nodes.
+inline std::shared_ptr<orvcore::GroupSceneNode> Group(Nodes nodes)
 {
-    auto root = std::make_shared<orvcore::GroupSceneNode>();
+    auto group = std::make_shared<orvcore::GroupSceneNode>();
     for (const auto& n : nodes)
-        root->AddNode(n);
+        group->AddNode(n);
+    return group;
+}
+
+/// A group holding the nodes, with world transforms and boxes up to date.
+inline std::shared_ptr<orvcore::GroupSceneNode> Root(Nodes nodes)
+{
+    auto root = Group(nodes);
     root->UpdateTransform(glm::mat4(1.0f));
     return root;
 }

@@ -14,20 +14,12 @@
 #include <orvkernel/gl/GlRenderDevice.h>
 #include <orvkernel/texture/ImageTexture2D.h>
 
+#include "TempFiles.h"
+
+using orvtest::Scratch;
+using orvtest::Write;
+
 namespace {
-
-const std::string& Dir()
-{
-    static const std::string dir = ::testing::TempDir() + "orvcontent-" + std::to_string(::getpid()) + "/";
-    std::filesystem::create_directories(dir);
-    return dir;
-}
-
-std::string Write(const std::string& name, const std::string& content)
-{
-    std::ofstream(Dir() + name, std::ios::binary) << content;
-    return Dir() + name;
-}
 
 std::string Base64(const std::string& bytes)
 {
@@ -47,8 +39,8 @@ std::string Base64(const std::string& bytes)
 std::string CheckerPng()
 {
     const uint8_t rgba[16] = {255, 0, 0, 255, 0, 255, 0, 255, 0, 0, 255, 255, 255, 255, 255, 0};
-    orvcore::GlRenderDevice::SavePng(Dir() + "checker.png", 2, 2, rgba);
-    std::ifstream in(Dir() + "checker.png", std::ios::binary);
+    orvcore::GlRenderDevice::SavePng(Scratch() + "checker.png", 2, 2, rgba);
+    std::ifstream in(Scratch() + "checker.png", std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
 }
 
@@ -84,7 +76,7 @@ std::unique_ptr<orvrender::RenderSession> Draw(const std::string& model, orvcore
     std::string error;
     EXPECT_TRUE(session->IsReady() && session->LoadFile(scene, error)) << error << session->GetError();
     session->Render();
-    EXPECT_TRUE(session->SavePng(Dir() + "frame.png") && image.Load(Dir() + "frame.png"));
+    EXPECT_TRUE(session->SavePng(Scratch() + "frame.png") && image.Load(Scratch() + "frame.png"));
     return session;
 }
 

@@ -12,20 +12,15 @@
 #include <orvcore/scene/ShapeSceneNode.h>
 
 #include "LogCapture.h"
+#include "TempFiles.h"
 
 using namespace orvcore;
 using orvrender::ImportedModel;
 using orvrender::ImportModel;
 using orvrender::ImportOptions;
+using orvtest::Write;
 
 namespace {
-
-std::string WriteFile(const std::string& name, const std::string& content)
-{
-    const std::string path = ::testing::TempDir() + "orvimport_" + name;
-    std::ofstream(path, std::ios::binary | std::ios::trunc) << content;
-    return path;
-}
 
 /// Every leaf below the model's root, depth first.
 std::vector<SceneNode*> Leaves(const ImportedModel& model)
@@ -105,7 +100,7 @@ std::string TetrahedronStl(bool zeroNormals)
 TEST(ModelImporter, CubeGivesFlatFacesAndItsTwelveEdges)
 {
     orvtest::LogCapture log;
-    const std::string path = WriteFile("cube.obj", kCubeObj);
+    const std::string path = Write("cube.obj", kCubeObj);
     ImportedModel model;
     auto* shape = Import(path, model);
     ASSERT_NE(shape, nullptr);
@@ -178,7 +173,7 @@ TEST(ModelImporter, SmoothCylinderKeepsOnlyItsRims)
 {
     const int segments = 64;
     ImportedModel model;
-    auto* shape = Import(WriteFile("cylinder.ply", CylinderPly(segments)), model);
+    auto* shape = Import(Write("cylinder.ply", CylinderPly(segments)), model);
     ASSERT_NE(shape, nullptr);
     EXPECT_EQ(model.triangles, std::size_t(4 * segments));
     // 6 edges per segment in all (vertical, diagonal, two rims, two spokes);
@@ -231,7 +226,7 @@ TEST(ModelImporter, AsciiStlIsWeldedAndZeroNormalsFaceOutward)
     for (bool zeroNormals : {false, true}) {
         SCOPED_TRACE(zeroNormals ? "zero facet normals" : "facet normals");
         ImportedModel model;
-        auto* shape = Import(WriteFile("tetra.stl", TetrahedronStl(zeroNormals)), model);
+        auto* shape = Import(Write("tetra.stl", TetrahedronStl(zeroNormals)), model);
         ASSERT_NE(shape, nullptr);
         EXPECT_EQ(model.triangles, 4u);
         EXPECT_EQ(model.featureEdges, 6u); // not 12 boundary edges of loose facets
@@ -262,12 +257,12 @@ TEST(ModelImporter, GltfNodesKeepTheirTransformsAndNames)
     std::string bytes(44, '\0');
     std::memcpy(&bytes[0], positions, sizeof(positions));
     std::memcpy(&bytes[36], indices, sizeof(indices));
-    WriteFile("plates.bin", bytes);
-    const std::string path = WriteFile("plates.gltf", R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0]}],
+    Write("plates.bin", bytes);
+    const std::string path = Write("plates.gltf", R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[0]}],
 "nodes":[{"name":"Carrier","translation":[10,0,0],"children":[1,2]},
  {"name":"ArmA","mesh":0,"translation":[0,5,0]},{"name":"ArmB","mesh":0,"translation":[0,0,3]}],
 "meshes":[{"name":"Plate","primitives":[{"attributes":{"POSITION":0},"indices":1}]}],
-"buffers":[{"byteLength":44,"uri":"orvimport_plates.bin"}],
+"buffers":[{"byteLength":44,"uri":"plates.bin"}],
 "bufferViews":[{"buffer":0,"byteOffset":0,"byteLength":36,"target":34962},
  {"buffer":0,"byteOffset":36,"byteLength":6,"target":34963}],
 "accessors":[{"bufferView":0,"componentType":5126,"count":3,"type":"VEC3","min":[0,0,0],"max":[1,1,0]},
@@ -294,8 +289,8 @@ TEST(ModelImporter, GltfNodesKeepTheirTransformsAndNames)
 
 TEST(ModelImporter, ObjMaterialColoursWin)
 {
-    WriteFile("paint.mtl", "newmtl red\nKd 1 0 0\nnewmtl blue\nKd 0 0 1\n");
-    const std::string path = WriteFile("painted.obj", "mtllib orvimport_paint.mtl\n"
+    Write("paint.mtl", "newmtl red\nKd 1 0 0\nnewmtl blue\nKd 0 0 1\n");
+    const std::string path = Write("painted.obj", "mtllib paint.mtl\n"
                                                       "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\n"
                                                       "usemtl red\nf 1 3 2\nf 1 2 4\n"
                                                       "usemtl blue\nf 1 4 3\nf 2 3 4\n");
@@ -319,12 +314,12 @@ TEST(ModelImporter, MissingGarbageEmptyAndTriangleFreeFilesAreReported)
     std::string noise(300, '\0');
     for (std::size_t i = 0; i < noise.size(); ++i)
         noise[i] = char((i * 151 + 7) % 256);
-    const std::string missing = ::testing::TempDir() + "orvimport_does_not_exist.stl";
-    const std::string wire = WriteFile("bare.gltf", R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[]}]})");
-    const std::string paths[] = {missing, ::testing::TempDir(), WriteFile("noise.stl", noise),
-                                 WriteFile("noise.ply", "ply\n" + noise), WriteFile("noise.gltf", "{\"asset\":"),
-                                 WriteFile("empty.obj", ""), WriteFile("empty.stl", ""),
-                                 WriteFile("noise.xyzzy", noise), wire};
+    const std::string missing = orvtest::Scratch() + "does_not_exist.stl";
+    const std::string wire = Write("bare.gltf", R"({"asset":{"version":"2.0"},"scene":0,"scenes":[{"nodes":[]}]})");
+    const std::string paths[] = {missing, ::testing::TempDir(), Write("noise.stl", noise),
+                                 Write("noise.ply", "ply\n" + noise), Write("noise.gltf", "{\"asset\":"),
+                                 Write("empty.obj", ""), Write("empty.stl", ""),
+                                 Write("noise.xyzzy", noise), wire};
     for (const std::string& path : paths) {
         SCOPED_TRACE(path);
         orvtest::LogCapture log;

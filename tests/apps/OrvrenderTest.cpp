@@ -6,22 +6,14 @@
 #include <gtest/gtest.h>
 
 #include "GoldenImage.h"
+#include "TempFiles.h"
+
+using orvtest::Scratch;
+using orvtest::Write;
 
 namespace {
 
 const std::string kRoot = ORVCORE_SOURCE_DIR;
-
-// ctest runs each test in its own process, several at once: every process
-// writes its program output, scenes and images into a folder of its own.
-const std::string& Scratch()
-{
-    static const std::string dir = [] {
-        const std::string path = ::testing::TempDir() + "orvrender-" + std::to_string(::getpid()) + "/";
-        std::filesystem::create_directories(path);
-        return path;
-    }();
-    return dir;
-}
 
 // Runs the program; returns its exit code and what it printed.
 int RunProgram(const std::string& arguments, std::string& output)
@@ -36,13 +28,6 @@ int RunProgram(const std::string& arguments, std::string& output)
     std::ifstream in(log);
     output.assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
     return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
-
-std::string WriteScene(const std::string& name, const std::string& text)
-{
-    const std::string path = Scratch() + name;
-    std::ofstream(path) << text;
-    return path;
 }
 
 } // namespace
@@ -81,7 +66,7 @@ TEST(Orvrender, EveryExampleRendersAndMatchesItsGoldenImage)
 
 TEST(Orvrender, PickReportsTheNodeUnderThePoint)
 {
-    const std::string scene = WriteScene("orv_pick.json", R"({
+    const std::string scene = Write("orv_pick.json", R"({
       "camera": {"projection": "orthographic", "eye": [0, 0, 100], "target": [0, 0, 0], "up": [0, 1, 0]},
       "grid": {"visible": false},
       "nodes": [{"type": "box", "name": "target box", "userId": 42, "size": [40, 40, 10], "edges": false}]
@@ -117,7 +102,7 @@ TEST(Orvrender, BadInputExitsWithTwoAndNamesThePlace)
     const std::string out = " -o " + Scratch() + "bad.png";
     std::string output;
     for (std::size_t i = 0; i < std::size(scenes); ++i) {
-        const std::string scene = WriteScene("orv_bad" + std::to_string(i) + ".json", scenes[i].first);
+        const std::string scene = Write("orv_bad" + std::to_string(i) + ".json", scenes[i].first);
         EXPECT_EQ(RunProgram(scene + out, output), 2) << scenes[i].first;
         EXPECT_NE(output.find(scenes[i].second), std::string::npos) << output;
     }

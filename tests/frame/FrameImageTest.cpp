@@ -2,7 +2,6 @@
 // renderer and the basic pipeline, compared with golden images under
 // tests/golden (see GoldenImage.h for the tolerance; scripts/update-goldens
 // rewrites them deliberately).
-#include <fstream>
 
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
@@ -26,8 +25,10 @@
 #include <orvcore/scene/TagNode2D.h>
 
 #include "GoldenImage.h"
+#include "TempFiles.h"
 
 using namespace orvcore;
+using orvtest::WritePpm;
 
 namespace {
 
@@ -156,21 +157,6 @@ TEST_F(FrameImageTest, TransparentFaceOverOpaqueWithVertices)
         GeometryBuilder::CreatePoints(Float32Array(corners.data(), corners.size())), dots));
     ExpectMatchesGolden("transparency", *DrawFrame());
 }
-
-namespace {
-// A small binary PPM image whose pixel (x, y), rows from the top, is colour(x, y).
-template <typename Colour>
-void WritePpm(const std::string& path, unsigned int w, unsigned int h, Colour colour)
-{
-    std::ofstream out(path, std::ios::binary);
-    out << "P6\n" << w << " " << h << "\n255\n";
-    for (unsigned int y = 0; y < h; ++y)
-        for (unsigned int x = 0; x < w; ++x) {
-            const glm::ivec3 c = colour(x, y);
-            out.put(char(c.r)).put(char(c.g)).put(char(c.b));
-        }
-}
-} // namespace
 
 TEST_F(FrameImageTest, ImageBackgroundBehindTheModel)
 {

@@ -16,14 +16,13 @@
 #include <orvcore/scene/SceneManager.h>
 #include <orvcore/widget/PlanarGridWidget.h>
 
-#include <fstream>
-
 #include <gtest/gtest.h>
 #include <orvkernel/material/MeshPhongMaterial.h>
 
 #include "LogCapture.h"
 #include "RecordingDevice.h"
 #include "ShapeFactory.h"
+#include "TempFiles.h"
 
 using namespace orvcore;
 using Calls = std::vector<std::string>;
@@ -37,14 +36,11 @@ PickedItem Picked(SceneNode* node, EnumShapeFilter kind)
     return PickedItem(node, IntersectPoint(kind, 0, glm::vec3(0.0f), 1.0f));
 }
 
-// A tiny binary PPM image file (stb reads PNM as well as PNG and JPEG).
-std::string WritePpm(const std::string& name, unsigned w, unsigned h, uint8_t r, uint8_t g, uint8_t b)
+// A binary PPM image of one colour (stb reads PNM as well as PNG and JPEG).
+std::string WritePpm(const std::string& name, unsigned w, unsigned h, const glm::ivec3& colour)
 {
-    const std::string path = ::testing::TempDir() + name;
-    std::ofstream out(path, std::ios::binary);
-    out << "P6\n" << w << " " << h << "\n255\n";
-    for (unsigned i = 0; i < w * h; ++i)
-        out.put(char(r)).put(char(g)).put(char(b));
+    const std::string path = orvtest::Scratch() + name;
+    orvtest::WritePpm(path, w, h, [&](unsigned, unsigned) { return colour; });
     return path;
 }
 
@@ -218,7 +214,7 @@ TEST(EffectComposer, LastEnabledPassAloneWritesToTheScreen)
 
 TEST(ImageTexture, LoadsNowOrWhenFirstNeeded)
 {
-    const std::string path = WritePpm("orv_red.ppm", 3, 2, 255, 0, 0);
+    const std::string path = WritePpm("red.ppm", 3, 2, {255, 0, 0});
     ImageTexture2D now;
     ASSERT_TRUE(now.Load(path));
     EXPECT_EQ(now.GetWidth(), 3u);
@@ -238,7 +234,7 @@ TEST(ImageTexture, LoadsNowOrWhenFirstNeeded)
     EXPECT_TRUE(missing.IsEmpty());
     EXPECT_EQ(log.warnings, Calls{"Image file cannot be read: /nonexistent/sky.png!"});
     ImageTextureCube cube;
-    const std::string face = WritePpm("orv_face.ppm", 4, 4, 0, 0, 255);
+    const std::string face = WritePpm("face.ppm", 4, 4, {0, 0, 255});
     EXPECT_TRUE(cube.Load({face, face, face, face, face, face}));
     EXPECT_EQ(cube.GetWidth(), 4u);
     EXPECT_EQ(cube.GetFace(5).size(), 64u);

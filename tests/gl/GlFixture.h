@@ -10,6 +10,7 @@
 #include <glm/vec4.hpp>
 
 #include <LogCapture.h>
+#include <ShapeFactory.h>
 #include <orvkernel/geometry/BufferGeometry.h>
 #include <orvkernel/material/MaterialInstance.h>
 #include <orvkernel/gl/EglContext.h>
@@ -104,16 +105,6 @@ protected:
         device->Draw(g.get(), 0, 0);
         Read();
         return active;
-    }
-
-    /// Non-indexed geometry over explicit positions.
-    static std::shared_ptr<orvcore::BufferGeometry> Geometry(orvcore::EnumPrimitiveType type,
-                                                             const std::vector<glm::vec3>& points)
-    {
-        auto geometry = std::make_shared<orvcore::BufferGeometry>(type);
-        geometry->SetAttribute(orvcore::ATTRIBUTE_POSITION,
-                               std::make_shared<orvcore::BufferAttribute>(&points[0].x, points.size() * 3, 3));
-        return geometry;
     }
 
     LogCapture log;

@@ -276,21 +276,18 @@ TEST(GeometryBuilder, BuildersFromArrays)
 TEST(GeometryBuilder, BadInputWarnsAndStaysSafe)
 {
     LogCapture log;
-    EXPECT_FALSE(GeometryBuilder::CreatePlane(-1, 1, 1, 1));
-    EXPECT_FALSE(GeometryBuilder::CreatePlane(1, kNaN, 1, 1));
-    EXPECT_FALSE(GeometryBuilder::CreateBox(glm::vec3(1, kInf, 1)));
-    EXPECT_FALSE(GeometryBuilder::CreateBoxEdges(glm::vec3(-1, 1, 1)));
-    EXPECT_FALSE(GeometryBuilder::CreateSphere(kNaN));
-    EXPECT_FALSE(GeometryBuilder::CreateCylinder(1, -1, 1));
-    EXPECT_FALSE(GeometryBuilder::CreateCone(1, kInf));
+    using B = GeometryBuilder;
+    for (const auto& g : {B::CreatePlane(-1, 1, 1, 1), B::CreatePlane(1, kNaN, 1, 1), B::CreateBox({1, kInf, 1}),
+                          B::CreateBoxEdges({-1, 1, 1}), B::CreateSphere(kNaN), B::CreateCylinder(1, -1, 1),
+                          B::CreateCone(1, kInf)})
+        EXPECT_FALSE(g);
     EXPECT_EQ(log.warnings, Warnings(7, "Geometry size must be finite and not negative!"));
     log.warnings.clear();
 
-    EXPECT_FALSE(GeometryBuilder::CreateCylinder(0, 0, 1));
-    EXPECT_FALSE(GeometryBuilder::CreatePlane(1, 1, 100000, 100000));
-    EXPECT_FALSE(GeometryBuilder::CreatePlane(1, 1, 0xffffffffu, 0xffffffffu));
-    EXPECT_FALSE(GeometryBuilder::CreateSphere(1, 0xffffffffu, 0xffffffffu));
-    EXPECT_FALSE(GeometryBuilder::CreateCylinder(1, 1, 1, 0xffffffffu));
+    for (const auto& g : {B::CreateCylinder(0, 0, 1), B::CreatePlane(1, 1, 100000, 100000),
+                          B::CreatePlane(1, 1, 0xffffffffu, 0xffffffffu), B::CreateSphere(1, 0xffffffffu, 0xffffffffu),
+                          B::CreateCylinder(1, 1, 1, 0xffffffffu)})
+        EXPECT_FALSE(g);
     // Segment counts below the minimum are raised to it.
     EXPECT_EQ(GeometryBuilder::CreatePlane(1, 1, 0, 3)->GetPrimitiveCount(), 6u);
     EXPECT_EQ(GeometryBuilder::CreateSphere(1, 1, 1)->GetPrimitiveCount(), 6u);

@@ -102,8 +102,6 @@ TEST(MaterialInstance, ValuesAreClampedAndInvalidOnesRejected)
     EXPECT_EQ(m.GetColor(), glm::vec3(1.0f));
     EXPECT_EQ(m.GetUpdateVersion(), version);
     EXPECT_EQ(log.warnings, (Texts{"Opacity is invalid!", "Face side is invalid!", "Material color is invalid!"}));
-    m.SetState(200); // any state byte is accepted; the shader decides what it means
-    EXPECT_EQ(m.GetState(), 200);
 
     // Point sizes below one pixel, shininess and dashes below zero, and NaN are clamped.
     auto points = PointsMaterial::Create("test.points.size");

@@ -1,10 +1,10 @@
-#include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/widget/PlanarGridWidget.h>
 
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 
 #include "LogCapture.h"
+#include "TestNodes.h"
 
 using namespace orvcore;
 using orvtest::LogCapture;
@@ -66,9 +66,7 @@ TEST(PlanarGridWidget, MinorLinesBetweenMajorOnes)
 TEST(PlanarGridWidget, UpdateRebuildsAndTheNodeBoxFollows)
 {
     auto grid = std::make_shared<PlanarGridWidget>(1.0f, 4, 2);
-    auto group = std::make_shared<GroupSceneNode>();
-    group->AddNode(grid);
-    group->UpdateTransform(glm::mat4(1.0f));
+    auto group = orvtest::Root({grid});
     EXPECT_EQ(group->GetWorldBBox(), AxisAlignedBox({-2, -1, 0}, {2, 1, 0}));
 
     grid->SetCellSize(3.0f);
@@ -141,8 +139,7 @@ TEST(PlanarGridWidget, BadInputWarnsAndNeverBuildsNonsense)
 TEST(CoordinateGridWidget, HitPositionUsesTheWorldPlacement)
 {
     auto grid = std::make_shared<PlanarGridWidget>(1.0f, 4, 4);
-    auto parent = std::make_shared<GroupSceneNode>();
-    parent->AddNode(grid);
+    auto parent = orvtest::Group({grid});
     parent->SetTransform(Translation(0, 0, 3));
     grid->SetTransform(Translation(7, 0, 2));
     const Ray down(glm::vec3(1, 1, 10), glm::vec3(0, 0, -1));

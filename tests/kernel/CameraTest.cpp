@@ -225,24 +225,22 @@ TEST(Frustum, CullsBoxesAgainstTheCameraVolume)
         const float hw = 2 * camera.GetOrthoHalfHeight(); // at the target, both types
         const Frustum frustum(camera, 1.0f);
         const auto cube = [](const glm::vec3& c, float h) { return AxisAlignedBox(c - h, c + h); };
-        EXPECT_TRUE(frustum.IsVisible(cube(glm::vec3(0), 1)));
-        EXPECT_TRUE(frustum.IsVisible(cube(glm::vec3(hw, 0, 0), 0.5f)));      // straddles the right side
-        EXPECT_FALSE(frustum.IsVisible(cube(glm::vec3(0, 3 * hw, 0), 1)));    // above
-        EXPECT_FALSE(frustum.IsVisible(cube(glm::vec3(0, 0, 15), 1)));        // behind the eye
-        EXPECT_FALSE(frustum.IsVisible(cube(glm::vec3(0, 0, -45), 1)));       // beyond the far plane
-        EXPECT_TRUE(frustum.IsVisible(AxisAlignedBox(AxisAlignedBox::EXTENT_INFINITE)));
+        using C = Frustum::Containment;
+        // Straddling the right side, above, behind the eye, beyond the far
+        // plane, crossing the near plane.
+        const std::pair<AxisAlignedBox, C> boxes[] = {
+            {cube(glm::vec3(0), 1), C::Inside},          {cube(glm::vec3(hw, 0, 0), 0.5f), C::Intersects},
+            {cube(glm::vec3(0, 3 * hw, 0), 1), C::Outside}, {cube(glm::vec3(0, 0, 15), 1), C::Outside},
+            {cube(glm::vec3(0, 0, -45), 1), C::Outside},  {cube(glm::vec3(0, 0, 9.5f), 1), C::Intersects},
+            {AxisAlignedBox(AxisAlignedBox::EXTENT_INFINITE), C::Intersects}, {AxisAlignedBox(), C::Outside}};
+        for (const auto& [box, containment] : boxes) {
+            EXPECT_EQ(frustum.Classify(box), containment);
+            EXPECT_EQ(frustum.IsVisible(box), containment != C::Outside);
+        }
         EXPECT_FALSE(frustum.IsVisible(glm::vec3(0, 0, 9.5f)));
         const AxisAlignedBox justOutside(glm::vec3(1.1f * hw, -0.1f, -0.1f), glm::vec3(1.15f * hw, 0.1f, 0.1f));
         EXPECT_FALSE(frustum.IsVisible(justOutside));
         EXPECT_TRUE(Frustum(camera, 1.2f).IsVisible(justOutside));
-
-        using C = Frustum::Containment;
-        EXPECT_EQ(frustum.Classify(cube(glm::vec3(0), 1)), C::Inside);
-        EXPECT_EQ(frustum.Classify(cube(glm::vec3(hw, 0, 0), 0.5f)), C::Intersects);
-        EXPECT_EQ(frustum.Classify(cube(glm::vec3(0, 0, 9.5f), 1)), C::Intersects); // crosses the near plane
-        EXPECT_EQ(frustum.Classify(cube(glm::vec3(0, 3 * hw, 0), 1)), C::Outside);
-        EXPECT_EQ(frustum.Classify(AxisAlignedBox(AxisAlignedBox::EXTENT_INFINITE)), C::Intersects);
-        EXPECT_EQ(frustum.Classify(AxisAlignedBox()), C::Outside);
     }
     EXPECT_EQ(Frustum().Classify(AxisAlignedBox(glm::vec3(1e6f), glm::vec3(2e6f))), Frustum::Containment::Inside);
     orvtest::LogCapture log;

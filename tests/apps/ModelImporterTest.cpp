@@ -22,20 +22,14 @@ using orvtest::Write;
 
 namespace {
 
-/// Every leaf below the model's root, depth first.
-std::vector<SceneNode*> Leaves(const ImportedModel& model)
+/// Every leaf below a node, depth first.
+std::vector<SceneNode*> Leaves(SceneNode* node, std::vector<SceneNode*> leaves = {})
 {
-    std::vector<SceneNode*> leaves;
-    std::vector<SceneNode*> open = {model.root.get()};
-    while (!open.empty()) {
-        SceneNode* node = open.back();
-        open.pop_back();
-        if (auto* group = GroupSceneNode::Cast(node)) {
-            for (const auto& entry : group->GetChildren())
-                open.push_back(entry.second.get());
-        } else if (node) {
-            leaves.push_back(node);
-        }
+    if (auto* group = GroupSceneNode::Cast(node)) {
+        for (const auto& entry : group->GetChildren())
+            leaves = Leaves(entry.second.get(), std::move(leaves));
+    } else if (node) {
+        leaves.push_back(node);
     }
     return leaves;
 }
@@ -45,7 +39,7 @@ ShapeSceneNode* Import(const std::string& path, ImportedModel& model, const Impo
 {
     std::string error;
     EXPECT_TRUE(ImportModel(path, options, model, error)) << error;
-    const auto leaves = Leaves(model);
+    const auto leaves = Leaves(model.root.get());
     EXPECT_EQ(leaves.size(), 1u);
     return leaves.size() == 1 ? ShapeSceneNode::Cast(leaves[0]) : nullptr;
 }
@@ -161,8 +155,8 @@ TEST(ModelImporter, CubeGivesFlatFacesAndItsTwelveEdges)
     std::string error;
     ASSERT_TRUE(ImportModel(path, options, model, error)) << error;
     EXPECT_EQ(model.featureEdges, 0u);
-    ASSERT_EQ(Leaves(model).size(), 1u);
-    auto* node = PrimitiveSceneNode::Cast(Leaves(model)[0]);
+    ASSERT_EQ(Leaves(model.root.get()).size(), 1u);
+    auto* node = PrimitiveSceneNode::Cast(Leaves(model.root.get())[0]);
     ASSERT_NE(node, nullptr);
     EXPECT_EQ(node->GetPrimitive()->GetGeometry()->GetPrimitiveCount(), 12u);
     EXPECT_EQ(node->GetMaterial()->GetColor(), options.color);
@@ -273,7 +267,7 @@ TEST(ModelImporter, GltfNodesKeepTheirTransformsAndNames)
     EXPECT_EQ(model.meshes, 2u); // one mesh, referenced twice
     EXPECT_EQ(model.triangles, 2u);
     EXPECT_EQ(model.featureEdges, 6u);
-    const auto leaves = Leaves(model);
+    const auto leaves = Leaves(model.root.get());
     ASSERT_EQ(leaves.size(), 2u);
     // The mesh's shapes are shared, the leaves (and their places) are not.
     EXPECT_NE(leaves[0], leaves[1]);
@@ -291,16 +285,16 @@ TEST(ModelImporter, ObjMaterialColoursWin)
 {
     Write("paint.mtl", "newmtl red\nKd 1 0 0\nnewmtl blue\nKd 0 0 1\n");
     const std::string path = Write("painted.obj", "mtllib paint.mtl\n"
-                                                      "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\n"
-                                                      "usemtl red\nf 1 3 2\nf 1 2 4\n"
-                                                      "usemtl blue\nf 1 4 3\nf 2 3 4\n");
+                                                  "v 0 0 0\nv 1 0 0\nv 0 1 0\nv 0 0 1\n"
+                                                  "usemtl red\nf 1 3 2\nf 1 2 4\n"
+                                                  "usemtl blue\nf 1 4 3\nf 2 3 4\n");
     ImportedModel model;
     std::string error;
     ASSERT_TRUE(ImportModel(path, ImportOptions(), model, error)) << error;
     EXPECT_EQ(model.meshes, 2u);
     EXPECT_EQ(model.triangles, 4u);
     std::vector<glm::vec3> colors;
-    for (SceneNode* leaf : Leaves(model))
+    for (SceneNode* leaf : Leaves(model.root.get()))
         colors.push_back(ShapeSceneNode::Cast(leaf)->GetPrimitive(0)->GetMaterial()->GetColor());
     ASSERT_EQ(colors.size(), 2u);
     EXPECT_EQ(std::count(colors.begin(), colors.end(), glm::vec3(1, 0, 0)), 1) << "red missing";

@@ -19,6 +19,7 @@
 
 using namespace orvcore;
 using L = EnumRenderListIndex;
+using Texts = std::vector<std::string>;
 
 namespace {
 
@@ -87,7 +88,7 @@ TEST(ModelRenderContext, RoutesByTypeAndEffectiveMaterial)
     EXPECT_FLOAT_EQ(queue.GetRenderList(L::Face).GetAt(0).GetDistance(), 1.0f);
     EXPECT_EQ(queue.GetRenderList(L::Line).GetItemCount(), 3u);
     EXPECT_EQ(queue.GetRenderList(L::Point).GetItemCount(), 1u);
-    EXPECT_EQ(log.warnings, std::vector<std::string>{"Not support shape type!"});
+    EXPECT_EQ(log.warnings, Texts{"Not support shape type!"});
 }
 
 TEST(RenderQuene, SortsFacesKeepsLinesAndReusesStorage)
@@ -145,10 +146,10 @@ TEST(RenderQuene, DrawOrdersOffsetsAndActivations)
 
     queue.Render(&device);
     EXPECT_EQ(device.CallsWithout("SetUniform"),
-              (std::vector<std::string>{"SetPolygonOffset(1,1,1)", "_ActiveMaterial(own.face)", DrawOf(face),
-                                        "_ActiveMaterial(sys.opacity)", DrawOf(bareFace), "SetPolygonOffset(0,0,0)",
-                                        "_ActiveMaterial(override.edge)", DrawOf(line), "_ActiveMaterial(sys.point)",
-                                        DrawOf(point), "_ActiveMaterial(own.clear)", DrawOf(clear)}));
+              (Texts{"SetPolygonOffset(1,1,1)", "_ActiveMaterial(own.face)", DrawOf(face),
+                     "_ActiveMaterial(sys.opacity)", DrawOf(bareFace), "SetPolygonOffset(0,0,0)",
+                     "_ActiveMaterial(override.edge)", DrawOf(line), "_ActiveMaterial(sys.point)", DrawOf(point),
+                     "_ActiveMaterial(own.clear)", DrawOf(clear)}));
 
     // With lights, faces go through the light manager (which activates through the device).
     device.Clear();
@@ -161,18 +162,17 @@ TEST(RenderQuene, DrawOrdersOffsetsAndActivations)
     device.Clear();
     auto depth = MeshPhongMaterial::Create("depth.override");
     queue.Render(&device, nullptr, depth.get());
-    EXPECT_EQ(device.CallsWithout("SetUniform"),
-              (std::vector<std::string>{"_ActiveMaterial(depth.override)", DrawOf(line), DrawOf(point), DrawOf(face),
-                                        DrawOf(bareFace), DrawOf(clear)}));
+    EXPECT_EQ(device.CallsWithout("SetUniform"), (Texts{"_ActiveMaterial(depth.override)", DrawOf(line), DrawOf(point),
+                                                        DrawOf(face), DrawOf(bareFace), DrawOf(clear)}));
 
     // Default materials: once per list; a list without one is skipped with a warning.
     device.Clear();
     orvtest::LogCapture log;
     queue.RenderWithDefaultMaterial(&device);
     EXPECT_EQ(device.CallsWithout("SetUniform"),
-              (std::vector<std::string>{"ActiveMaterial(sys.line)", DrawOf(line), "ActiveMaterial(sys.point)",
-                                        DrawOf(point), "ActiveMaterial(sys.opacity)", DrawOf(face), DrawOf(bareFace)}));
-    EXPECT_EQ(log.warnings, std::vector<std::string>{"Default material is null!"});
+              (Texts{"ActiveMaterial(sys.line)", DrawOf(line), "ActiveMaterial(sys.point)", DrawOf(point),
+                     "ActiveMaterial(sys.opacity)", DrawOf(face), DrawOf(bareFace)}));
+    EXPECT_EQ(log.warnings, Texts{"Default material is null!"});
 }
 
 TEST(RenderStyle, ModelSelectionAndHilightMaterials)

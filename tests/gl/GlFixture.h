@@ -90,9 +90,10 @@ protected:
         return count;
     }
 
-    void ClearBlack()
+    void ClearBlack() { ClearTo(glm::vec4(0.0f, 0.0f, 0.0f, 1.0f)); }
+    void ClearTo(const glm::vec4& colour)
     {
-        device->SetClearColor(glm::vec4(0.0f, 0.0f, 0.0f, 1.0f));
+        device->SetClearColor(colour);
         device->ClearBuffers(orvcore::CLEAR_COLOR | orvcore::CLEAR_DEPTH);
     }
 

@@ -85,12 +85,6 @@ protected:
         return glm::vec3(p / glm::vec2(context->GetWidth(), context->GetHeight()) * 2.0f - 1.0f, z);
     }
 
-    void ClearWhite()
-    {
-        device->SetClearColor(glm::vec4(1.0f));
-        device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
-    }
-
     /// Draws the shape in black at depth z.
     void DrawShape(EnumShape shape, float z = 0.0f)
     {
@@ -143,7 +137,7 @@ TEST_P(MsaaTest, EdgesAreSmoothOnlyWhenMultisampled)
         target = std::make_shared<RenderTarget>(width, height, unsigned(c.targetSamples));
         device->SetTarget(target, nullptr);
     }
-    ClearWhite();
+    ClearTo(glm::vec4(1.0f));
     DrawShape(c.shape);
     if (c.sampleTarget)
         ShowTarget(target);
@@ -197,7 +191,7 @@ TEST_F(MsaaFixture, TargetTexturesFollowEveryDraw)
     const auto centreRed = [&] { return At(unsigned(centre.x), unsigned(centre.y)).r; };
     for (int round = 0; round < 2; ++round) {
         device->SetTarget(target, nullptr);
-        ClearWhite();
+        ClearTo(glm::vec4(1.0f));
         ShowTarget(target);
         EXPECT_EQ(centreRed(), 255) << "round " << round;
         device->SetTarget(target, nullptr);
@@ -221,7 +215,7 @@ TEST_F(MsaaFixture, TargetTexturesFollowEveryDraw)
                                        "uniform sampler2D depthMap;\n"
                                        "void main() { fragColor = vec4(vec3(texture(depthMap, vIn.uv).r), 1.0); }\n");
     device->SetTarget(target, nullptr);
-    ClearWhite();
+    ClearTo(glm::vec4(1.0f));
     DrawShape(TRIANGLE, -0.5f);
     ShowTarget(target, 0x8D00, depthView.get());
     EXPECT_NEAR(centreRed(), 64, 2);

@@ -168,8 +168,6 @@ TEST(Renderer, ForegroundDrawsVisibleTwoDimensionalNodesOverClearedDepth)
     EXPECT_FALSE(view.renderer.HitTestViewWidget(10, 10, view.manager->GetCamera()).first);
     view.renderer.Resize(320, 240);
     EXPECT_EQ(view.device.width, 320u);
-    view.renderer.Destroy();
-    EXPECT_EQ(view.renderer.GetDevice(), nullptr);
 }
 
 TEST(EffectComposer, LastEnabledPassAloneWritesToTheScreen)

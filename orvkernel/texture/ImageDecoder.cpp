@@ -9,21 +9,35 @@
 
 namespace orvcore {
 
-bool ImageDecoder::Decode(const std::string& path, unsigned int& width, unsigned int& height,
-                          std::vector<uint8_t>& rgba)
+namespace {
+
+/// Copies and frees what stb decoded (four channels); false, having freed
+/// it, when nothing usable came out.
+bool TakePixels(stbi_uc* data, int w, int h, unsigned int& width, unsigned int& height, std::vector<uint8_t>& rgba)
 {
-    int w = 0, h = 0, channels = 0;
-    stbi_uc* data = stbi_load(path.c_str(), &w, &h, &channels, 4);
     if (!data || w <= 0 || h <= 0) {
         if (data)
             stbi_image_free(data);
-        Logger::Instance().Waring("Image file cannot be read: " + path + "!");
         return false;
     }
     width = unsigned(w);
     height = unsigned(h);
     rgba.assign(data, data + std::size_t(w) * std::size_t(h) * 4u);
     stbi_image_free(data);
+    return true;
+}
+
+} // namespace
+
+bool ImageDecoder::Decode(const std::string& path, unsigned int& width, unsigned int& height,
+                          std::vector<uint8_t>& rgba)
+{
+    int w = 0, h = 0, channels = 0;
+    stbi_uc* data = stbi_load(path.c_str(), &w, &h, &channels, 4);
+    if (!TakePixels(data, w, h, width, height, rgba)) {
+        Logger::Instance().Waring("Image file cannot be read: " + path + "!");
+        return false;
+    }
     return true;
 }
 
@@ -36,17 +50,7 @@ bool ImageDecoder::DecodeMemory(const uint8_t* bytes, std::size_t size, unsigned
     if (!stbi_info_from_memory(bytes, int(size), &w, &h, &channels) || w <= 0 || h <= 0 || unsigned(w) > maxSide ||
         unsigned(h) > maxSide)
         return false;
-    stbi_uc* data = stbi_load_from_memory(bytes, int(size), &w, &h, &channels, 4);
-    if (!data || w <= 0 || h <= 0) {
-        if (data)
-            stbi_image_free(data);
-        return false;
-    }
-    width = unsigned(w);
-    height = unsigned(h);
-    rgba.assign(data, data + std::size_t(w) * std::size_t(h) * 4u);
-    stbi_image_free(data);
-    return true;
+    return TakePixels(stbi_load_from_memory(bytes, int(size), &w, &h, &channels, 4), w, h, width, height, rgba);
 }
 
 } // namespace orvcore

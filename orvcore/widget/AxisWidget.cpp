@@ -1,11 +1,9 @@
 #include <orvcore/widget/AxisWidget.h>
 
 #include <algorithm>
-#include <cmath>
 
 #include <glm/gtc/matrix_transform.hpp>
 
-#include <orvcommon/Logger.h>
 #include <orvkernel/geometry/GeometryBuilder.h>
 #include <orvcore/scene/TextSceneNode.h>
 
@@ -14,8 +12,6 @@ namespace orvcore {
 namespace {
 
 constexpr float kLabelHeight = 1.6f; // label height per head length
-
-bool IsLength(float value) { return std::isfinite(value) && value > 0.0f; }
 
 std::shared_ptr<TextSceneNode> MakeLabel(const std::wstring& text, float size, float length, int axis)
 {
@@ -34,10 +30,8 @@ std::shared_ptr<TextSceneNode> MakeLabel(const std::wstring& text, float size, f
 
 std::shared_ptr<AxisWidget> AxisWidget::Create(float size, const glm::vec3& lengths)
 {
-    if (!IsLength(size) || !IsLength(lengths.x) || !IsLength(lengths.y) || !IsLength(lengths.z)) {
-        Logger::Instance().Waring("Axis widget size is invalid!");
+    if (!IsWidgetSize(size) || !IsWidgetSize(lengths))
         return nullptr;
-    }
     auto group = std::make_shared<GroupSceneNode>();
     // The cone of the shared arrow head is 1 wide at its base and 3 long.
     const glm::mat4 headScale = glm::scale(glm::mat4(1.0f), glm::vec3(size * 0.4f, size * 0.4f, size / 3.0f));

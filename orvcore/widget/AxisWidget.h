@@ -24,8 +24,8 @@ class TextSceneNode;
 class AxisWidget : public CoordinateWidget {
 public:
     /// A triad with heads `size` long and arrows `lengths` long (x, y, z).
-    /// A size or length that is not a positive finite number logs "Axis
-    /// widget size is invalid!" and gives an empty pointer.
+    /// A size or length that is not a positive finite number logs "Widget
+    /// size is invalid!" and gives an empty pointer.
     static std::shared_ptr<AxisWidget> Create(float size, const glm::vec3& lengths);
     /// Wraps a group built by `Create`.
     AxisWidget(const std::shared_ptr<GroupSceneNode>& nodes, float size, const glm::vec3& lengths);

@@ -1,7 +1,10 @@
 #include <orvcore/widget/CoordinateWidget.h>
 
+#include <cmath>
+
 #include <glm/gtc/matrix_transform.hpp>
 
+#include <orvcommon/Logger.h>
 #include <orvkernel/material/BasicMaterial.h>
 #include <orvcore/pick/FrustumCaster.h>
 #include <orvcore/pick/PickNodeByFrustumVisitor.h>
@@ -88,6 +91,17 @@ void CoordinateWidget::AdoptGroupBox()
     box.transform(m_Nodes->GetTransform());
     SetBoundingBox(box);
     UpdateTransform(glm::mat4(1.0f));
+}
+
+bool CoordinateWidget::IsWidgetSize(const glm::vec3& size)
+{
+    for (int i = 0; i < 3; ++i) {
+        if (!std::isfinite(size[i]) || !(size[i] > 0.0f)) {
+            Logger::Instance().Waring("Widget size is invalid!");
+            return false;
+        }
+    }
+    return true;
 }
 
 glm::vec3 CoordinateWidget::AxisDirection(int axis)

@@ -67,6 +67,10 @@ public:
     static const CoordinateWidget* Cast(const SceneNode* node);
 
 protected:
+    /// True for positive finite sizes; otherwise logs "Widget size is
+    /// invalid!" (the factories then give an empty pointer).
+    static bool IsWidgetSize(const glm::vec3& size);
+    static bool IsWidgetSize(float size) { return IsWidgetSize(glm::vec3(size)); }
     /// Unit direction of axis 0, 1, 2 and its user id.
     static glm::vec3 AxisDirection(int axis);
     static uint64_t AxisId(int axis) { return kAxisX + uint64_t(axis); }

@@ -122,7 +122,7 @@ TEST(AxisWidget, RefusesSizesThatAreNotLengths)
     for (const auto& [size, lengths] : bad) {
         orvtest::LogCapture log;
         EXPECT_FALSE(AxisWidget::Create(size, lengths));
-        EXPECT_EQ(log.warnings, std::vector<std::string>{"Axis widget size is invalid!"});
+        EXPECT_EQ(log.warnings, std::vector<std::string>{"Widget size is invalid!"});
     }
 }
 

@@ -1,5 +1,6 @@
 #include <orvkernel/shape/PrimitiveShape.h>
 
+#include <orvkernel/collision/CollisionMesh.h>
 #include <orvkernel/search/PrimitiveSearch.h>
 
 #include <cfloat>
@@ -29,6 +30,7 @@ void PrimitiveShape::SetGeometry(const std::shared_ptr<BufferGeometry>& geometry
 {
     m_Geometry = geometry;
     m_Search.reset();
+    m_CollisionMesh.reset();
     RequestUpdate();
 }
 
@@ -70,6 +72,15 @@ IntersectPoint PrimitiveShape::ComputeNearestPoint(const Ray& ray, float maxDist
 IntersectPoint PrimitiveShape::ComputeNearestPointBruteForce(const Ray& ray) const
 {
     return m_Geometry ? PrimitiveSearch::QueryBruteForce(*m_Geometry, ray) : IntersectPoint();
+}
+
+std::shared_ptr<const CollisionMesh> PrimitiveShape::GetCollisionMesh() const
+{
+    if (!m_Geometry)
+        return {};
+    if (!m_CollisionMesh || !m_CollisionMesh->IsCurrent(*m_Geometry))
+        m_CollisionMesh = CollisionMesh::Build(*m_Geometry);
+    return m_CollisionMesh;
 }
 
 } // namespace orvcore

@@ -12,6 +12,7 @@
 
 namespace orvcore {
 
+class CollisionMesh;
 class PrimitiveSearch;
 
 /// One drawable: a geometry drawn with one material.
@@ -79,12 +80,19 @@ public:
     IntersectPoint ComputeNearestPoint(const Ray& ray, float maxDistance) const;
     IntersectPoint ComputeNearestPointBruteForce(const Ray& ray) const;
 
+    /// The geometry read as a triangle list for collision tests, with its
+    /// tree (see `CollisionMesh`): built on first use and again when the
+    /// positions or the index change (attribute or version), shared with
+    /// whoever holds it. Empty without geometry.
+    std::shared_ptr<const CollisionMesh> GetCollisionMesh() const;
+
 private:
     std::shared_ptr<BufferGeometry> m_Geometry;
     std::shared_ptr<MaterialInstance> m_Material;
     uint32_t m_UpdateVersion = 0;
     uint32_t m_LastWritten = 0;
     mutable std::unique_ptr<PrimitiveSearch> m_Search;
+    mutable std::shared_ptr<const CollisionMesh> m_CollisionMesh;
 };
 
 } // namespace orvcore

@@ -105,6 +105,7 @@ bool RenderSession::LoadDemo(std::string& error)
 bool RenderSession::Prepare()
 {
     m_Renderer->Initialize(m_Manager);
+    m_Renderer->SetViewCondinateType(NoWidget);
     m_Pipeline->Initialize(m_Renderer.get());
     m_Pipeline->Prepare(m_Manager, m_Renderer.get());
     m_Manager->UpdateWorld();

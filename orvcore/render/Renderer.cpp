@@ -15,6 +15,8 @@
 #include <orvcore/render/SceneNodeRenderer.h>
 #include <orvcore/render/SelectionRenderContext.h>
 #include <orvcore/render/ShadowRender.h>
+#include <orvcore/render/ViewAxisRenderer.h>
+#include <orvcore/render/ViewCubeRenderer.h>
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/SceneManager.h>
 #include <orvcore/widget/CoordinateGridWidget.h>
@@ -38,13 +40,12 @@ Renderer::~Renderer()
 
 bool Renderer::Initialize(const std::shared_ptr<SceneManager>& manager)
 {
-    // The orientation overlays are made by their own classes when they are
-    // part of the build; until then both stay empty and every use below is
-    // guarded.
-    if (m_ViewAxis && m_ViewCube) {
-        m_ViewCube->SetVisible(true);
-        m_ViewAxis->SetVisible(false);
-    }
+    m_ViewAxis = std::make_unique<ViewAxisRenderer>();
+    m_ViewAxis->Initialize(this);
+    m_ViewCube = std::make_unique<ViewCubeRenderer>();
+    m_ViewCube->Initialize(this);
+    m_ViewCube->SetVisible(true);
+    m_ViewAxis->SetVisible(false);
     m_Canvas = std::make_unique<CanvasForeground>();
     m_Canvas->Initialize(this);
     // Point sizes and line widths are logical pixels: the device scales them.
@@ -229,6 +230,9 @@ std::pair<bool, EnumStandardView> Renderer::HitTestViewWidget(int x, int y, cons
     CoordinateRenderer* widget = GetViewWidget();
     if (!widget || x < 0 || y < 0)
         return {false, STANDARD_VIEW_NONE};
+    // The overlay as the camera sees the view now, drawn or not.
+    if (m_Device)
+        widget->SyncView(camera, m_Device->GetWidth(), m_Device->GetHeight());
     const auto hit = widget->HitTest(unsigned(x), unsigned(y));
     if (hit.first && hit.second > 0)
         return {true, widget->SyncCamera(camera)};

@@ -71,6 +71,9 @@ public:
         return m_ModelStyle.GetMaterial(index);
     }
     ShadowRender* GetShadowRender() const { return m_ShadowRender.get(); }
+    /// The two overlays, shown or not (null before `Initialize`).
+    CoordinateRenderer* GetViewAxis() const { return m_ViewAxis.get(); }
+    CoordinateRenderer* GetViewCube() const { return m_ViewCube.get(); }
     const RenderQuene& GetModelQueue() const { return m_ModelQueue; }
     const RenderQuene& GetSelectionQueue() const { return m_SelectionQueue; }
     const RenderQuene& GetHilightQueue() const { return m_HilightQueue; }

@@ -11,7 +11,7 @@ namespace orvcore {
 
 namespace {
 
-constexpr float kLabelHeight = 1.6f; // label height per head length
+constexpr float kLabelHeight = 2.2f; // label height per head length
 
 std::shared_ptr<TextSceneNode> MakeLabel(const std::wstring& text, float size, float length, int axis)
 {

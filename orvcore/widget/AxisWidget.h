@@ -15,7 +15,7 @@ class TextSceneNode;
 /// green and blue, each labelled at its tip ("X", "Y", "Z" unless set
 /// otherwise). Every arrow is a shaft (a line from the origin) and a cone
 /// head `size` long sitting on the end of the shaft; the label is a
-/// billboard text `size` * 1.6 high beyond the tip, so it reads from any
+/// billboard text `size` * 2.2 high beyond the tip, so it reads from any
 /// side. Shaft, head and label carry the axis's user id (120, 121, 122).
 ///
 /// Unlike the manipulators it is drawn with the depth test like any other

@@ -116,7 +116,7 @@ std::shared_ptr<ViewCube> ViewCube::Create(float size)
     }
 
     auto paint = MeshPhongMaterial::Create("sys.viewcube.face");
-    paint->SetColor(glm::vec3(0.86f, 0.89f, 0.93f));
+    paint->SetColor(glm::vec3(0.93f, 0.95f, 0.98f));
     paint->SetShininess(10.0f);
     auto ink = BasicMaterial::Create("sys.viewcube.label");
     ink->SetColor(glm::vec3(0.16f, 0.2f, 0.28f));

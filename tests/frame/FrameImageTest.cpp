@@ -59,6 +59,7 @@ protected:
     {
         renderer = std::make_unique<Renderer>(device.get(), 1.0f);
         renderer->Initialize(manager);
+        renderer->SetViewCondinateType(NoWidget); // overlays have frames of their own
         BasicPipeline pipeline;
         pipeline.Initialize(renderer.get());
         pipeline.Prepare(manager, renderer.get());

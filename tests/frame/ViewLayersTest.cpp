@@ -50,6 +50,7 @@ protected:
         build(*manager);
         Renderer renderer(device.get(), dpi);
         renderer.Initialize(manager);
+        renderer.SetViewCondinateType(NoWidget);
         BasicPipeline pipeline;
         pipeline.Initialize(&renderer);
         pipeline.Prepare(manager, &renderer);

@@ -56,6 +56,7 @@ struct View {
         manager->GetScene()->AddNode(node);
         manager->UpdateWorld();
         renderer.Initialize(manager);
+        renderer.SetViewCondinateType(NoWidget); // overlays have tests of their own
     }
     SelectionManager& Selection() { return *manager->GetSelection(); }
     orvtest::RecordingDevice device{200, 200};
@@ -161,7 +162,7 @@ TEST(Renderer, ForegroundDrawsVisibleTwoDimensionalNodesOverClearedDepth)
                      DrawOf(label->GetPrimitive().get()), "SetCamera"}));
     EXPECT_EQ(view.device.camera, view.manager->GetCamera()); // the view camera is current again
 
-    // Preparing builds the templates; the orientation overlays are optional.
+    // Preparing builds the templates; the view axis never answers a pick.
     view.renderer.Prepare();
     EXPECT_GT(view.device.Count("BuildTemplate("), 5u);
     view.renderer.SetViewCondinateType(Axis);

@@ -30,9 +30,28 @@ public:
     struct Triangle {
         glm::vec3 v[3];
     };
+    /// A tree node as the collision walk reads it, in one cache line: an
+    /// oriented box in the mesh's coordinates (the points
+    /// center + sum of y[i] * axis[i] with |y[i]| <= half[i]; the axes are
+    /// orthonormal to float precision) and the node's links: for an inner
+    /// node the first of its two children, for a leaf its first triangle
+    /// slot and triangle count.
+    struct Volume {
+        glm::vec3 axis[3];
+        glm::vec3 center;
+        glm::vec3 half;
+        uint32_t link; ///< first << 2 | count (count 0: inner node)
+
+        bool IsLeaf() const { return (link & 3u) != 0; }
+        uint32_t First() const { return link >> 2; }
+        uint32_t Count() const { return link & 3u; }
+    };
 
     /// Maximum number of triangles per leaf of the tree.
     static constexpr uint32_t kLeafSize = 2;
+    static_assert(kLeafSize <= 3, "a leaf's triangle count takes two bits of its link");
+    /// Meshes of more triangles than this are left empty (links hold 30 bits).
+    static constexpr std::size_t kMaxTriangles = (std::size_t(1) << 29) - 1;
 
     /// Builds from a geometry read as a triangle list, whatever its
     /// primitive type says. Without three-component positions, or with an
@@ -53,6 +72,10 @@ public:
     /// [first, first + count) of this array.
     const LargeVector<Triangle>& GetTriangles() const { return m_Triangles; }
     const Bvh& GetTree() const { return m_Tree; }
+    /// The box of each tree node, by node number: the smaller of the node's
+    /// axis-aligned box and a box along the principal axes of its corners.
+    /// It holds every corner of the node's triangles.
+    const LargeVector<Volume, 64>& GetVolumes() const { return m_Volumes; }
     /// The geometry's triangle number of each slot.
     const LargeVector<uint32_t>& GetTriangleNumbers() const { return m_Tree.GetPrimitiveIndices(); }
     /// Number of triangles left out because an index was past the last vertex.
@@ -62,9 +85,11 @@ public:
 
 private:
     void Finish(const LargeVector<Triangle>& byNumber, const LargeVector<uint8_t>& valid);
+    void FitVolumes();
 
     LargeVector<Triangle> m_Triangles;
     Bvh m_Tree;
+    LargeVector<Volume, 64> m_Volumes;
     glm::vec3 m_MaxMagnitude{0.0f};
     std::size_t m_OutOfRange = 0;
     // What the mesh was read from: the attributes by ownership, not by

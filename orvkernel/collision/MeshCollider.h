@@ -14,13 +14,15 @@ namespace orvcore {
 /// placed triangles touch when `TriangleIntersector` says so. `Intersect`
 /// answers exactly what that all-pairs test answers; it only avoids the
 /// pairs that cannot touch. Both trees stay in their own coordinates: the
-/// walk carries one mesh's boxes into the other's frame through the
-/// relative transform (a box-against-box separating-axis test on the three
-/// axes of each frame), and places only the triangles of leaf pairs it
-/// cannot rule out. A pair of boxes is ruled out only when they are apart by
-/// more than a bound on the rounding of the placement and of the test
-/// itself, so no pair that the all-pairs test would find is ever skipped.
-/// The first touching pair ends the walk.
+/// walk carries one mesh's node boxes (oriented, see
+/// `CollisionMesh::GetVolumes`) into the other's frame through the relative
+/// transform and compares them with a separating-axis test (fifteen axes
+/// under rotations and uniform scales, each box's own three otherwise), and
+/// places only the triangles of leaf pairs it cannot rule out. A pair of
+/// boxes is ruled out only when they are apart by more than a bound on the
+/// rounding of the placement and of the test itself, so no pair that the
+/// all-pairs test would find is ever skipped. The first touching pair ends
+/// the walk.
 ///
 /// Affine matrices with an invertible linear part cost nothing up front.
 /// Others fall back to placing a whole mesh once per call: a projective or

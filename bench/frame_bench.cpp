@@ -24,6 +24,8 @@
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/SceneManager.h>
 
+#include "AllocationCount.h"
+
 namespace {
 std::atomic<long> g_Allocations{0};
 }
@@ -41,6 +43,8 @@ void* operator new(std::size_t size)
 }
 void operator delete(void* p) noexcept { std::free(p); }
 void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+long AllocationCount() { return g_Allocations.load(std::memory_order_relaxed); }
 
 using namespace orvcore;
 

@@ -7,6 +7,7 @@
 
 #include <orvcore/scene/SceneManager.h>
 #include <orvcore/scene/SceneNode.h>
+#include <orvrender/SceneRobot.h>
 
 namespace orvrender {
 
@@ -26,6 +27,10 @@ struct SceneInfo {
     std::vector<std::string> select;
     /// Names of the nodes the file asks to highlight (optional "hover" array).
     std::vector<std::string> hover;
+    /// The robot arms, in file order.
+    std::vector<RobotInfo> robots;
+    /// The node pairs of the optional "collision" list.
+    std::vector<CollisionPair> collisions;
 };
 
 /// Loads a scene file (docs/scene-format.md) into the manager: nodes into its

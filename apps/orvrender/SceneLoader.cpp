@@ -50,7 +50,7 @@ void SceneLoader::Load(const Json& root)
 {
     ExpectObject(root, "");
     CheckKeys(root, "", {"$schema", "description", "camera", "background", "displayFilter", "grid", "nodes",
-                         "select", "hover"});
+                         "select", "hover", "collision"});
     if (const Json* nodes = Find(root, "nodes")) {
         ExpectArray(*nodes, "/nodes");
         for (std::size_t i = 0; i < nodes->size(); ++i) {
@@ -63,6 +63,8 @@ void SceneLoader::Load(const Json& root)
     }
     m_Info.select = Names(root, "select");
     m_Info.hover = Names(root, "hover");
+    if (const Json* collision = Find(root, "collision"))
+        LoadCollision(*collision, "/collision");
     if (const Json* background = Find(root, "background"))
         LoadBackground(*background, "/background");
     if (const Json* filter = Find(root, "displayFilter"))
@@ -303,6 +305,7 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         {"model", {"file", "featureAngle", "edges", "edgeColor", "up"}},
         {"text", {"text", "height", "form", "billboard"}},
         {"tag", {"text", "height", "target", "position", "offset", "lineColor"}},
+        {"robot", {"joints", "links", "axisSize", "showJoints", "showVirtualLinks", "motion"}},
     };
     auto kind = own.find(type);
     if (kind == own.end())
@@ -464,6 +467,8 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         }
         extra = label->GetScale();
         result = label;
+    } else if (type == "robot") {
+        result = BuildRobot(node, path, depth, name);
     }
 
     if (!result)

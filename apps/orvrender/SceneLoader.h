@@ -58,6 +58,10 @@ private:
     std::vector<float> PointList(const Json& node, const std::string& path, bool pairs);
     std::shared_ptr<SceneNode> BuildNode(const Json& node, const std::string& path, std::size_t depth, bool topLevel);
     void BuildTag(const Json& node, const std::string& path, const std::string& name);
+    /// A "robot" node (SceneLoaderRobot.cpp).
+    std::shared_ptr<SceneNode> BuildRobot(const Json& node, const std::string& path, std::size_t depth,
+                                          const std::string& name);
+    void LoadCollision(const Json& list, const std::string& path);
     void LoadBackground(const Json& background, const std::string& path);
     void LoadDisplayFilter(const Json& filter, const std::string& path);
     void LoadGrid(const Json& grid, const std::string& path);

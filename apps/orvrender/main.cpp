@@ -3,6 +3,7 @@
 //
 //   orvrender [scene.json] [-o out.png] [--size 1280x720]
 //             [--pick X,Y]... [--select] [--hover X,Y] [--rect X1,Y1,X2,Y2]
+//             [--joints Q1,Q2,...] [--collisions]
 //
 // Exit codes: 0 done, 1 no OpenGL context or the image could not be written,
 // 2 bad command line or bad scene file.
@@ -13,7 +14,9 @@
 #include <CLI/CLI.hpp>
 
 #include <orvcommon/Logger.h>
+#include <orvcore/scene/SceneManager.h>
 #include <orvrender/RenderSession.h>
+#include <orvrender/RobotCommands.h>
 
 namespace {
 
@@ -45,9 +48,9 @@ bool ParseInts(const std::string& text, std::size_t count, std::vector<int>& out
 int main(int argc, char** argv)
 {
     CLI::App app{"Draws a scene file headless to a PNG and picks in it."};
-    std::string sceneFile, output = "orvrender.png", size = "1280x720", hover, rect;
+    std::string sceneFile, output = "orvrender.png", size = "1280x720", hover, rect, joints;
     std::vector<std::string> picks;
-    bool select = false, quiet = false;
+    bool select = false, quiet = false, collisions = false;
     int msaa = 4;
     app.add_option("scene", sceneFile, "scene file (JSON); the built-in demo without one");
     app.add_option("-o,--output", output, "PNG file to write")->capture_default_str();
@@ -56,6 +59,8 @@ int main(int argc, char** argv)
     app.add_flag("--select", select, "draw the first pick as the selection");
     app.add_option("--hover", hover, "window point X,Y to draw as the highlight");
     app.add_option("--rect", rect, "window rectangle X1,Y1,X2,Y2 to pick");
+    app.add_option("--joints", joints, "joint values Q1,Q2,... of the first robot (degrees; lengths for prismatic)");
+    app.add_flag("--collisions", collisions, "print the colliding robot links and collision pairs as JSON, drawn red");
     app.add_flag("-q,--quiet", quiet, "no warnings on stderr");
     app.add_option("--msaa", msaa, "samples per pixel for anti-aliasing (1: off)")
         ->capture_default_str()
@@ -86,6 +91,21 @@ int main(int argc, char** argv)
         return 2;
     }
     session.ApplyFileSelection();
+    if (!joints.empty()) {
+        std::vector<double> values;
+        if (!orvrender::ParseJointValues(joints, values)) {
+            std::fprintf(stderr, "orvrender: --joints needs numbers Q1,Q2,..., not '%s'\n", joints.c_str());
+            return 2;
+        }
+        if (!orvrender::ApplyJoints(session.GetInfo(), values, error)) {
+            std::fprintf(stderr, "orvrender: --joints: %s\n", error.c_str());
+            return 2;
+        }
+    }
+    if (collisions) {
+        session.GetManager()->UpdateWorld();
+        std::printf("%s\n", orvrender::CollisionReport(session.GetInfo(), true).c_str());
+    }
 
     std::vector<int> xy;
     for (std::size_t i = 0; i < picks.size(); ++i) {

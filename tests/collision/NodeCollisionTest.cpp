@@ -115,9 +115,10 @@ TEST(NodeCollisionDetector, KnownPairs)
 }
 
 // The key property: the tree walk answers exactly what the all-pairs test
-// answers, on random poses (rotated, scaled, sheared) around contact,
-// including poses where the two convex meshes meet at a single corner, and
-// through the posed test of detectors prepared once.
+// answers, on random poses (rotated, scaled, sheared, flattened,
+// projective) around contact, including poses where the two convex meshes
+// meet at a single corner, and through the posed test of detectors
+// prepared once.
 void CompareOnRandomPoses(const std::shared_ptr<BufferGeometry>& geometryA,
                           const std::shared_ptr<BufferGeometry>& geometryB, unsigned seed)
 {
@@ -149,8 +150,16 @@ void CompareOnRandomPoses(const std::shared_ptr<BufferGeometry>& geometryA,
     };
     int hits = 0, misses = 0;
     for (int pose = 0; pose < 300; ++pose) {
-        const glm::mat4 poseA = randomPose(0.3f);
+        glm::mat4 poseA = randomPose(0.3f);
         glm::mat4 poseB = randomPose(2.0f);
+        // Matrices no frame can be built on: flattened (singular) on
+        // either or both sides, projective.
+        if (pose % 10 == 1 || pose % 20 == 2)
+            poseA = poseA * glm::scale(glm::mat4(1.0f), glm::vec3(1.0f, 0.0f, 1.0f));
+        if (pose % 20 == 2)
+            poseB = poseB * glm::scale(glm::mat4(1.0f), glm::vec3(0.0f, 1.0f, 1.0f));
+        if (pose % 5 == 3)
+            poseB[1][3] = 0.4f * u(rng);
         if (pose % 3 == 0) {
             // Both meshes are convex: put b's farthest corner along -n on
             // a's farthest along n; they meet at a point, or miss or

@@ -3,7 +3,6 @@
 #include <cmath>
 
 #include <orvcommon/Logger.h>
-#include <orvcommon/Math.h>
 
 namespace orvcore {
 
@@ -29,7 +28,19 @@ bool RobotDH::Set(ValueRange& field, double value)
 
 void RobotDH::Update()
 {
-    m_Frame = Math::ComputeDH(m_Alpha.GetValue(), m_A.GetValue(), m_D.GetValue(), m_Theta.GetValue());
+    // The frame of Math::ComputeDH, with the twist's cosine and sine reused:
+    // the same double expressions rounded once, so the same floats.
+    const double alpha = m_Alpha.GetValue(), a = m_A.GetValue(), d = m_D.GetValue(), theta = m_Theta.GetValue();
+    if (!(alpha == m_TrigAlpha)) {
+        m_CosAlpha = std::cos(alpha);
+        m_SinAlpha = std::sin(alpha);
+        m_TrigAlpha = alpha;
+    }
+    const double ct = std::cos(theta), st = std::sin(theta), ca = m_CosAlpha, sa = m_SinAlpha;
+    m_Frame[0] = glm::vec4(float(ct), float(st), 0.0f, 0.0f);
+    m_Frame[1] = glm::vec4(float(-st * ca), float(ct * ca), float(sa), 0.0f);
+    m_Frame[2] = glm::vec4(float(st * sa), float(-ct * sa), float(ca), 0.0f);
+    m_Frame[3] = glm::vec4(float(a * ct), float(a * st), float(d), 1.0f);
 }
 
 std::shared_ptr<RobotDH> RobotDH::Clone() const { return std::make_shared<RobotDH>(*this); }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <limits>
 #include <memory>
 
 #include <glm/mat4x4.hpp>
@@ -47,7 +48,8 @@ public:
     const glm::mat4& GetWorldFrame() const { return m_WorldFrame; }
     void SetWorldFrame(const glm::mat4& frame) { m_WorldFrame = frame; }
 
-    /// Frame = Math::ComputeDH(Alpha, A, D, Theta).
+    /// Frame = Math::ComputeDH(Alpha, A, D, Theta), bit for bit; the cosine
+    /// and sine of the twist are kept between calls (it rarely changes).
     void Update();
     std::shared_ptr<RobotDH> Clone() const;
 
@@ -60,6 +62,10 @@ private:
     ValueRange m_Theta;
     glm::mat4 m_Frame{1.0f};
     glm::mat4 m_WorldFrame{1.0f};
+    // cos and sin of m_TrigAlpha (NaN: not computed yet).
+    double m_TrigAlpha = std::numeric_limits<double>::quiet_NaN();
+    double m_CosAlpha = 1.0;
+    double m_SinAlpha = 0.0;
 };
 
 } // namespace orvcore

@@ -121,6 +121,19 @@ TEST(RobotArm, SixAxisFramesMatchTheDhChain)
     }
 }
 
+// The joint's frame is the core library's DH frame bit for bit, also when
+// only the angle changes between updates.
+TEST(RobotDH, FrameIsComputeDHExactly)
+{
+    RobotDH dh(0.3, 2.5, -1.0, 0.0);
+    const double values[][4] = {{0.3, 2.5, -1.0, 1.234}, {0.3, 2.5, -1.0, -3.0}, {-1.5, 2.5, 4.0, -3.0}, {2.0, -7, 0, 0.5}};
+    for (const auto& v : values) {
+        dh.SetAlpha(v[0]), dh.SetA(v[1]), dh.SetD(v[2]), dh.SetTheta(v[3]);
+        dh.Update();
+        EXPECT_EQ(dh.GetFrame(), Math::ComputeDH(v[0], v[1], v[2], v[3]));
+    }
+}
+
 // A revolute joint whose range excludes 3.0: refused, and nothing moves.
 TEST(RobotArm, LimitsRefuseWithoutChangingAnything)
 {

@@ -1,5 +1,6 @@
 #include <orvrender/RobotCommands.h>
 
+#include <algorithm>
 #include <cmath>
 #include <set>
 
@@ -89,24 +90,48 @@ bool ApplyJoints(const SceneInfo& info, const std::vector<double>& values, std::
     return true;
 }
 
+void SeekMotion(orvcore::RobotAnimation& motion, double seconds)
+{
+    const auto& arm = motion.GetArm();
+    if (!arm)
+        return;
+    // A new run without `Reset`, which would also make the current pose the
+    // links' rest pose again (and let rounding creep in, seek after seek).
+    unsigned int queue = 0;
+    for (unsigned int j = 0; j < arm->GetJointCount(); ++j) {
+        queue = std::max(queue, motion.GetClipCountOfJoint(j));
+        for (unsigned int i = 0; i < motion.GetClipCountOfJoint(j); ++i)
+            motion.GetClip(j, i)->SetEnabled(true);
+    }
+    motion.Animation::Reset();
+    motion.PlayAt(0.0);
+    // A step plays one ramp per joint; ramps that end by `seconds` hand over
+    // to the next one on the following step at the same time.
+    for (unsigned int step = 0; step <= queue; ++step)
+        motion.PlayAt(seconds);
+}
+
 bool SeekMotions(const SceneInfo& info, double seconds)
 {
     bool any = false;
     for (const RobotInfo& robot : info.robots) {
-        if (!robot.motion)
-            continue;
-        any = true;
-        robot.motion->Reset();
-        robot.motion->PlayAt(0.0);
-        // A step plays one clip per joint; clips that end at `seconds` hand
-        // over to the next one on the following step at the same time.
-        unsigned int queue = 0;
-        for (unsigned int j = 0; j < robot.arm->GetJointCount(); ++j)
-            queue = std::max(queue, robot.motion->GetClipCountOfJoint(j));
-        for (unsigned int step = 0; step <= queue; ++step)
-            robot.motion->PlayAt(seconds);
+        if (robot.motion) {
+            SeekMotion(*robot.motion, seconds);
+            any = true;
+        }
     }
     return any;
+}
+
+double MotionLength(const orvcore::RobotAnimation& motion)
+{
+    double length = 0.0;
+    const auto& arm = motion.GetArm();
+    for (unsigned int j = 0; arm && j < arm->GetJointCount(); ++j) {
+        for (unsigned int i = 0; i < motion.GetClipCountOfJoint(j); ++i)
+            length = std::max(length, motion.GetClip(j, i)->GetEndTime());
+    }
+    return length;
 }
 
 std::string CollisionReport(const SceneInfo& info, bool mark)

@@ -6,7 +6,7 @@
 #include <orvrender/SceneFile.h>
 
 namespace orvcore {
-class SceneManager;
+class RobotAnimation;
 }
 
 /// What orvrender does with the robots and collision pairs of a scene file:
@@ -24,10 +24,13 @@ bool ParseJointValues(const std::string& text, std::vector<double>& values);
 /// than movable joints, or when a value is outside its joint's limits.
 bool ApplyJoints(const SceneInfo& info, const std::vector<double>& values, std::string& error);
 
-/// Plays every robot's motion from its start to `seconds` (joints then
-/// stand where the motion puts them at that time). False when no robot has
-/// a motion.
+/// Plays a robot's motion from its start to `seconds`: its joints then
+/// stand where the motion puts them at that time (frames updated).
+void SeekMotion(orvcore::RobotAnimation& motion, double seconds);
+/// `SeekMotion` on every robot's motion; false when no robot has one.
 bool SeekMotions(const SceneInfo& info, double seconds);
+/// The end of the motion's last ramp, in seconds.
+double MotionLength(const orvcore::RobotAnimation& motion);
 
 /// The colliding link pairs of every robot and the collision state of every
 /// pair of the file's "collision" list, as one JSON object:

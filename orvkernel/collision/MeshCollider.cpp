@@ -1,6 +1,7 @@
 #include <orvkernel/collision/MeshCollider.h>
 
 #include <orvcommon/Math.h>
+#include <orvkernel/collision/Float4.h>
 #include <orvkernel/collision/TriangleIntersector.h>
 
 #include <algorithm>
@@ -137,11 +138,6 @@ inline glm::vec3 Apply(const float (&r)[3][3], const glm::vec3& v)
     return glm::vec3(r[0][0] * v.x + r[0][1] * v.y + r[0][2] * v.z, r[1][0] * v.x + r[1][1] * v.y + r[1][2] * v.z,
                      r[2][0] * v.x + r[2][1] * v.y + r[2][2] * v.z);
 }
-inline glm::vec3 ApplyTransposed(const float (&r)[3][3], const glm::vec3& v)
-{
-    return glm::vec3(r[0][0] * v.x + r[1][0] * v.y + r[2][0] * v.z, r[0][1] * v.x + r[1][1] * v.y + r[2][1] * v.z,
-                     r[0][2] * v.x + r[1][2] * v.y + r[2][2] * v.z);
-}
 
 using Volume = CollisionMesh::Volume;
 
@@ -154,10 +150,11 @@ struct Walk {
     Map toB; // a's coordinates into b's (when b's linear part is invertible)
     bool useB = false;
     // When the map into a's coordinates is a rotation times a scale
-    // (rigid placements, uniform scales): the rotation and the scale.
+    // (rigid placements, uniform scales): the rotation (q4[row][col], splat)
+    // and the scale. The map by column, its shift, a's margin, the slack.
     bool similar = false;
-    float q[3][3];
     float scale = 1.0f;
+    Float4 q4[3][3], r4[3], t4, margin4, slack4, scale4;
 
     Walk(const Side& frame, const Side& carried)
         : a(frame), b(carried), volumesA(frame.mesh->GetVolumes().data()), volumesB(carried.mesh->GetVolumes().data())
@@ -189,88 +186,102 @@ struct Walk {
         scale = float(std::sqrt(s2));
         for (int row = 0; row < 3; ++row)
             for (int col = 0; col < 3; ++col)
-                q[row][col] = float(r[col][row] / std::sqrt(s2));
+                q4[row][col] = Float4::Splat(float(r[col][row] / std::sqrt(s2)));
+        for (int col = 0; col < 3; ++col)
+            r4[col] = Float4::Of(glm::vec3(toA.r[0][col], toA.r[1][col], toA.r[2][col]));
+        t4 = Float4::Of(glm::vec3(toA.t[0], toA.t[1], toA.t[2]));
+        margin4 = Float4::Splat(toA.margin);
+        slack4 = Float4::Splat(toA.slack);
+        scale4 = Float4::Splat(scale);
     }
 
-    // One side's box carried across, computed once for both children of
-    // the other side: b's axes and centre in a's coordinates, or a's axes in
-    // b's (under a similarity).
-    struct CarriedB {
-        glm::vec3 w[3];
-        glm::vec3 p;
+    // The two boxes of a test, ready for the lanes. A's box: its axes as
+    // columns (lane i: axis i), each axis component in all lanes, its centre
+    // and its half sizes grown by the margin. B's box in a's coordinates
+    // (under a similarity): its axes as columns (lane j: axis j), its
+    // centre and half sizes. One of them serves both children of the other
+    // side's opened node.
+    struct BoxA {
+        Float4 column[3];
+        Float4 component[3][3]; // component[i][k]: axis i's k-th, splat
+        Float4 center, half;
     };
-    struct CarriedA {
-        glm::vec3 back[3];
+    struct BoxB {
+        Float4 column[3];
+        Float4 center, half;
     };
-    CarriedB Carry(const Volume& vb) const
-    {
-        return {{Apply(q, vb.axis[0]), Apply(q, vb.axis[1]), Apply(q, vb.axis[2])}, Center(vb)};
-    }
-    CarriedA CarryBack(const Volume& va) const
-    {
-        return {{ApplyTransposed(q, va.axis[0]), ApplyTransposed(q, va.axis[1]), ApplyTransposed(q, va.axis[2])}};
-    }
     glm::vec3 Center(const Volume& vb) const
     {
         return Apply(toA.r, vb.center) + glm::vec3(toA.t[0], toA.t[1], toA.t[2]);
     }
+    BoxA PrepareA(const Volume& va) const
+    {
+        BoxA box;
+        for (int i = 0; i < 3; ++i) {
+            box.column[i] = Float4::Of(va.axis[i]);
+            for (int k = 0; k < 3; ++k)
+                box.component[i][k] = Float4::Splat(va.axis[i][k]);
+        }
+        Float4::Transpose(box.column[0], box.column[1], box.column[2]);
+        box.center = Float4::Of(va.center);
+        box.half = Float4::Of(va.half) + margin4;
+        return box;
+    }
+    BoxB PrepareB(const Volume& vb) const
+    {
+        BoxB box;
+        Float4 v[3] = {Float4::Of(vb.axis[0]), Float4::Of(vb.axis[1]), Float4::Of(vb.axis[2])};
+        Float4::Transpose(v[0], v[1], v[2]); // v[m], lane j: axis j's m-th
+        for (int k = 0; k < 3; ++k)
+            box.column[k] = q4[k][0] * v[0] + q4[k][1] * v[1] + q4[k][2] * v[2];
+        const Float4 c = Float4::Of(vb.center);
+        box.center = r4[0] * c.Lane<0>() + r4[1] * c.Lane<1>() + r4[2] * c.Lane<2>() + t4;
+        box.half = Float4::Of(vb.half) * scale4;
+        return box;
+    }
 
     // Separating-axis test of two node boxes. Under a similarity, all
     // fifteen axes (each box's three, and the cross products of their
-    // edges) in a's coordinates; otherwise each box's three axes, each in
-    // its own coordinates. Every comparison allows for the margin and the
-    // slack, so nearly parallel edges never separate by rounding.
-    bool Overlap(const Volume& va, const Volume& vb, const CarriedB& cb) const
+    // edges) in a's coordinates, all at once in the lanes; otherwise each
+    // box's three axes, each in its own coordinates. Every comparison allows
+    // for the margin and the slack, so nearly parallel edges never separate
+    // by rounding.
+    bool Overlap(const Volume& va, const BoxA& a4, const Volume& vb, const BoxB& b4) const
     {
         if (!similar)
             return OverlapGeneral(va, vb);
-        return Overlap15(va, cb.p - va.center, vb.half * scale, [&](int i, float* row) {
-            for (int j = 0; j < 3; ++j)
-                row[j] = Dot(va.axis[i], cb.w[j]);
-        });
-    }
-    bool Overlap(const Volume& va, const CarriedA& ca, const Volume& vb) const
-    {
-        if (!similar)
-            return OverlapGeneral(va, vb);
-        return Overlap15(va, Center(vb) - va.center, vb.half * scale, [&](int i, float* row) {
-            for (int j = 0; j < 3; ++j)
-                row[j] = Dot(ca.back[i], vb.axis[j]);
-        });
-    }
-
-    // d: b's centre less a's, in a's coordinates; hb: b's half sizes there;
-    // row(i, c): the cosines of a's axis i with b's three axes, asked for
-    // one row at a time so that a's axes can separate early.
-    template <typename Row>
-    bool Overlap15(const Volume& va, const glm::vec3& d, const glm::vec3& hb, Row&& row) const
-    {
-        const glm::vec3 ha = va.half + toA.margin;
-        const float e = toA.slack;
-        float c[3][3], ac[3][3], t[3];
+        const Float4 d = b4.center - a4.center;
+        // t, lane i: the offset along a's axis i. c[i], lane j: the cosine
+        // of a's axis i with b's axis j; k[j], lane i: the same, by column.
+        const Float4 t = a4.column[0] * d.Lane<0>() + a4.column[1] * d.Lane<1>() + a4.column[2] * d.Lane<2>();
+        Float4 c[3], k[3];
         for (int i = 0; i < 3; ++i) {
-            row(i, c[i]);
-            for (int j = 0; j < 3; ++j)
-                ac[i][j] = std::fabs(c[i][j]);
-            t[i] = Dot(va.axis[i], d);
-            if (std::fabs(t[i]) > ha[i] + ac[i][0] * hb.x + ac[i][1] * hb.y + ac[i][2] * hb.z + e)
-                return false;
+            c[i] = a4.component[i][0] * b4.column[0] + a4.component[i][1] * b4.column[1] +
+                   a4.component[i][2] * b4.column[2];
+            k[i] = c[i].Abs();
         }
-        for (int j = 0; j < 3; ++j) {
-            if (std::fabs(c[0][j] * t[0] + c[1][j] * t[1] + c[2][j] * t[2]) >
-                hb[j] + ac[0][j] * ha.x + ac[1][j] * ha.y + ac[2][j] * ha.z + e)
-                return false;
-        }
-        for (int i = 0; i < 3; ++i) {
-            const int i1 = (i + 1) % 3, i2 = (i + 2) % 3;
-            for (int j = 0; j < 3; ++j) {
-                const int j1 = (j + 1) % 3, j2 = (j + 2) % 3;
-                if (std::fabs(t[i2] * c[i1][j] - t[i1] * c[i2][j]) >
-                    ha[i1] * ac[i2][j] + ha[i2] * ac[i1][j] + hb[j1] * ac[i][j2] + hb[j2] * ac[i][j1] + e)
-                    return false;
-            }
-        }
-        return true;
+        const Float4 ac[3] = {k[0], k[1], k[2]};
+        Float4::Transpose(k[0], k[1], k[2]);
+        const Float4& ha = a4.half;
+        const Float4& hb = b4.half;
+        // a's axes (lane i), then b's (lane j).
+        Float4 apart = Float4::Greater(t.Abs(), ha + k[0] * hb.Lane<0>() + k[1] * hb.Lane<1>() +
+                                                    k[2] * hb.Lane<2>() + slack4);
+        apart = apart | Float4::Greater((c[0] * t.Lane<0>() + c[1] * t.Lane<1>() + c[2] * t.Lane<2>()).Abs(),
+                                        hb + ac[0] * ha.Lane<0>() + ac[1] * ha.Lane<1>() + ac[2] * ha.Lane<2>() +
+                                            slack4);
+        // Edge cross products: a's axis i with b's axis j (lane j).
+        const Float4 hb1 = hb.Turn1(), hb2 = hb.Turn2();
+        apart = apart | Float4::Greater((t.Lane<2>() * c[1] - t.Lane<1>() * c[2]).Abs(),
+                                        ha.Lane<1>() * ac[2] + ha.Lane<2>() * ac[1] + hb1 * ac[0].Turn2() +
+                                            hb2 * ac[0].Turn1() + slack4);
+        apart = apart | Float4::Greater((t.Lane<0>() * c[2] - t.Lane<2>() * c[0]).Abs(),
+                                        ha.Lane<2>() * ac[0] + ha.Lane<0>() * ac[2] + hb1 * ac[1].Turn2() +
+                                            hb2 * ac[1].Turn1() + slack4);
+        apart = apart | Float4::Greater((t.Lane<1>() * c[0] - t.Lane<0>() * c[1]).Abs(),
+                                        ha.Lane<0>() * ac[1] + ha.Lane<1>() * ac[0] + hb1 * ac[2].Turn2() +
+                                            hb2 * ac[2].Turn1() + slack4);
+        return !apart.Any();
     }
 
     bool OverlapGeneral(const Volume& va, const Volume& vb) const
@@ -363,14 +374,14 @@ struct Walk {
             Pair children[2];
             int kept = 0;
             if (!leafA && (leafB || Size(na) >= Size(nb) * scale)) {
-                const CarriedB carried = Carry(nb);
+                const BoxB b4 = similar ? PrepareB(nb) : BoxB();
                 for (uint32_t c = na.First(); c < na.First() + 2; ++c)
-                    if (Overlap(volumesA[c], nb, carried))
+                    if (Overlap(volumesA[c], similar ? PrepareA(volumesA[c]) : BoxA(), nb, b4))
                         children[kept++] = {c, p.b};
             } else {
-                const CarriedA carried = CarryBack(na);
+                const BoxA a4 = similar ? PrepareA(na) : BoxA();
                 for (uint32_t c = nb.First(); c < nb.First() + 2; ++c)
-                    if (Overlap(na, carried, volumesB[c]))
+                    if (Overlap(na, a4, volumesB[c], similar ? PrepareB(volumesB[c]) : BoxB()))
                         children[kept++] = {p.a, c};
             }
             if (top + kept > kStack) {
@@ -428,7 +439,7 @@ bool MeshCollider::Intersect(const CollisionMesh& meshA, const glm::mat4& ma, co
     walk.Setup();
     const Volume& rootA = walk.volumesA[0];
     const Volume& rootB = walk.volumesB[0];
-    return walk.Overlap(rootA, rootB, walk.Carry(rootB)) && walk.Run(0, 0);
+    return walk.Overlap(rootA, walk.PrepareA(rootA), rootB, walk.PrepareB(rootB)) && walk.Run(0, 0);
 }
 
 } // namespace orvcore

@@ -14,6 +14,8 @@
 #include <orvcore/render/PrepareSelectionVisitor.h>
 #include <orvcore/render/SceneNodeRenderer.h>
 #include <orvcore/render/SelectionRenderContext.h>
+#include <orvcore/render/ContactShadowRender.h>
+#include <orvcore/render/LightsShadowRender.h>
 #include <orvcore/render/ShadowRender.h>
 #include <orvcore/render/ViewAxisRenderer.h>
 #include <orvcore/render/ViewCubeRenderer.h>
@@ -70,9 +72,19 @@ void Renderer::Prepare()
         return;
     }
     // The shadow renderer is chosen once, by the switches at the first
-    // preparation that has one on; an existing one is never replaced.
-    if (m_ShadowRender && (m_Device->GetSettings().Shadow || m_Device->GetSettings().ContactShadow))
-        m_ShadowRender->Initialize(m_Device);
+    // preparation that has one on; an existing one is never replaced, so a
+    // later switch to the other kind keeps the first.
+    const RenderSettings& settings = m_Device->GetSettings();
+    if (settings.ContactShadow) {
+        if (!m_ShadowRender)
+            m_ShadowRender = std::make_unique<ContactShadowRender>();
+    } else if (!settings.Shadow) {
+        MaterialManager::Instance().Build(m_Device);
+        return;
+    } else if (!m_ShadowRender) {
+        m_ShadowRender = std::make_unique<LightsShadowRender>();
+    }
+    m_ShadowRender->Initialize(m_Device);
     MaterialManager::Instance().Build(m_Device);
 }
 

@@ -4,6 +4,7 @@
 #include <orvkernel/camera/Camera.h>
 #include <orvkernel/device/RenderTarget.h>
 #include <orvkernel/gl/GlShaderProgram.h>
+#include <orvkernel/texture/TextureTarget.h>
 #include <orvkernel/texture/ImageTextureCube.h>
 
 #include <algorithm>
@@ -233,6 +234,7 @@ GlRenderDevice::TargetEntry* GlRenderDevice::SyncTarget(const std::shared_ptr<Re
     samples = std::max(samples, 1u);
     if (entry.framebuffer != 0 && entry.width == width && entry.height == height && entry.wantedSamples == samples)
         return entry.complete ? &entry : nullptr;
+    entry.desc = TargetDesc(*target);
 
     GLint maxSize = 0;
     glGetIntegerv(GL_MAX_TEXTURE_SIZE, &maxSize);
@@ -259,6 +261,36 @@ GlRenderDevice::TargetEntry* GlRenderDevice::SyncTarget(const std::shared_ptr<Re
     return &entry;
 }
 
+TextureDesc GlRenderDevice::TargetDesc(const RenderTarget& target)
+{
+    const TextureTarget* textureTarget = TextureTarget::Cast(&target);
+    if (!textureTarget)
+        return TextureDesc();
+    TextureDesc desc = textureTarget->GetDesc();
+    // Sized 8-bit formats with their pixel format; filters and wrap modes
+    // that GL takes for a texture that has no mipmaps.
+    const bool format = (desc.InternalFormat == GL_RGBA8 && desc.Format == GL_RGBA) ||
+                        (desc.InternalFormat == GL_RGB8 && desc.Format == GL_RGB) ||
+                        (desc.InternalFormat == GL_R8 && desc.Format == GL_RED);
+    const auto filter = [](uint32_t f) { return f == GL_NEAREST || f == GL_LINEAR; };
+    const auto wrap = [](uint32_t w) {
+        return w == GL_CLAMP_TO_EDGE || w == GL_REPEAT || w == GL_MIRRORED_REPEAT;
+    };
+    if (desc.Target != GL_TEXTURE_2D || !format || desc.Type != GL_UNSIGNED_BYTE) {
+        WarnOnce(target.GetObjectId(), "Texture target format is not supported: RGBA8 used!");
+        desc.Target = GL_TEXTURE_2D;
+        desc.InternalFormat = GL_RGBA8;
+        desc.Format = GL_RGBA;
+        desc.Type = GL_UNSIGNED_BYTE;
+    }
+    if (!filter(desc.MinFilter) || !filter(desc.MagFilter) || !wrap(desc.WrapS) || !wrap(desc.WrapT)) {
+        WarnOnce(target.GetObjectId(), "Texture target sampling is not supported: linear, clamped used!");
+        desc.MinFilter = desc.MagFilter = GL_LINEAR;
+        desc.WrapS = desc.WrapT = GL_CLAMP_TO_EDGE;
+    }
+    return desc;
+}
+
 bool GlRenderDevice::CreateTargetObjects(TargetEntry& entry, unsigned int samples)
 {
     const GLsizei width = GLsizei(entry.width);
@@ -266,12 +298,13 @@ bool GlRenderDevice::CreateTargetObjects(TargetEntry& entry, unsigned int sample
     glGenTextures(1, &entry.colorTexture);
     glGenTextures(1, &entry.depthTexture);
     // Storage through unit 0's binding; the cache records it.
+    const TextureDesc& desc = entry.desc;
     m_State.BindTexture(0, GL_TEXTURE_2D, entry.colorTexture);
-    glTexImage2D(GL_TEXTURE_2D, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GL_LINEAR);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
-    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    glTexImage2D(GL_TEXTURE_2D, 0, GLint(desc.InternalFormat), width, height, 0, desc.Format, desc.Type, nullptr);
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MIN_FILTER, GLint(desc.MinFilter));
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_MAG_FILTER, GLint(desc.MagFilter));
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_S, GLint(desc.WrapS));
+    glTexParameteri(GL_TEXTURE_2D, GL_TEXTURE_WRAP_T, GLint(desc.WrapT));
     m_State.BindTexture(0, GL_TEXTURE_2D, entry.depthTexture);
     glTexImage2D(GL_TEXTURE_2D, 0, GL_DEPTH24_STENCIL8, width, height, 0, GL_DEPTH_STENCIL, GL_UNSIGNED_INT_24_8,
                  nullptr);
@@ -293,7 +326,7 @@ bool GlRenderDevice::CreateTargetObjects(TargetEntry& entry, unsigned int sample
         glGenRenderbuffers(1, &entry.colorBuffer);
         glGenRenderbuffers(1, &entry.depthBuffer);
         glBindRenderbuffer(GL_RENDERBUFFER, entry.colorBuffer);
-        glRenderbufferStorageMultisample(GL_RENDERBUFFER, GLsizei(samples), GL_RGBA8, width, height);
+        glRenderbufferStorageMultisample(GL_RENDERBUFFER, GLsizei(samples), desc.InternalFormat, width, height);
         GLint obtained = 0;
         glGetRenderbufferParameteriv(GL_RENDERBUFFER, GL_RENDERBUFFER_SAMPLES, &obtained);
         glBindRenderbuffer(GL_RENDERBUFFER, entry.depthBuffer);

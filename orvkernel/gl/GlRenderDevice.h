@@ -14,6 +14,7 @@
 #include <orvkernel/geometry/BufferGeometry.h>
 #include <orvkernel/gl/GlStateCache.h>
 #include <orvkernel/texture/ImageTexture2D.h>
+#include <orvkernel/texture/TextureDesc.h>
 
 namespace orvcore {
 
@@ -51,8 +52,10 @@ struct GlRenderDeviceOptions {
 ///   and re-uploaded only for attributes (or the index) whose object or
 ///   version changed; `GetUploadCount` counts those uploads.
 /// - Textures (`ImageTexture2D`, `ImageTextureCube`) are uploaded when their version moved;
-///   render targets get a framebuffer with an RGBA8 colour texture and a
-///   depth/stencil texture on first use.
+///   render targets get a framebuffer with an RGBA8 colour texture (a
+///   `TextureTarget`'s: as its description says) and a depth/stencil
+///   texture on first use; a `TargetTexture` samples its target's colour
+///   texture.
 /// - Multisampling: a target of more than one sample (its own count, else
 ///   `GlRenderDeviceOptions::TargetSamples`) draws into multisampled
 ///   renderbuffers; its textures are brought up to date by a blit (depth
@@ -200,6 +203,9 @@ private:
         unsigned int depthBuffer = 0;
         unsigned int width = 0;
         unsigned int height = 0;
+        /// The colour texture's formats, filters and wrap modes (a
+        /// `TextureTarget`'s description after the checks, else the default).
+        TextureDesc desc;
         unsigned int wantedSamples = 0; ///< the count asked for (after the limit)
         unsigned int samples = 1;       ///< the count drawn with
         /// Drawn into since the textures were last resolved.
@@ -239,6 +245,9 @@ private:
     /// cannot be used.
     unsigned int SyncTexture(const std::shared_ptr<Texture>& texture, uint32_t unit);
     TargetEntry* SyncTarget(const std::shared_ptr<RenderTarget>& target);
+    /// The colour texture description a target is made with (checked,
+    /// warned and replaced by RGBA8 where this device cannot make it).
+    TextureDesc TargetDesc(const RenderTarget& target);
     /// Makes the GL objects of a target of the entry's size with `samples`
     /// samples (1: drawn into the textures); false when incomplete.
     bool CreateTargetObjects(TargetEntry& entry, unsigned int samples);

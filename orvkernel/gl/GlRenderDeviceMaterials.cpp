@@ -64,6 +64,7 @@ GlShaderProgram* GlRenderDevice::GetProgram(const std::string& templateName)
     result->SetUniform("shininess", 30.0f);
     result->SetUniform("lightCount", -1);
     result->SetUniform("ambientLight", glm::vec3(0.35f));
+    result->SetUniform("shadowMask", 0);
     result->SetUniform("flipEnvMap", 1.0f);
     result->SetUniform("darkness", 1.0f);
     result->SetUniform("h", 1.0f / 512.0f);
@@ -257,6 +258,7 @@ void GlRenderDevice::ApplyMaterialUniforms(const MaterialInstance& material, GlS
         // light from the eye.
         program.SetUniform("lightCount", -1);
         program.SetUniform("ambientLight", glm::vec3(0.35f));
+        program.SetUniform("shadowMask", 0);
     }
     MaterialInstance& mutableMaterial = const_cast<MaterialInstance&>(material);
     if (const LineDashedMaterial* dashed = LineDashedMaterial::Cast(&mutableMaterial)) {

@@ -4,6 +4,8 @@
 #include <orvkernel/device/RenderTarget.h>
 #include <orvkernel/texture/ImageTexture2D.h>
 #include <orvkernel/texture/ImageTextureCube.h>
+#include <orvkernel/texture/TargetTexture.h>
+#include <orvkernel/texture/TextureTarget.h>
 
 #include <algorithm>
 #include <cstring>
@@ -25,6 +27,15 @@ constexpr unsigned int kDepthAttachment = 0x8D00;
 
 unsigned int GlRenderDevice::SyncTexture(const std::shared_ptr<Texture>& texture, uint32_t unit)
 {
+    // A target's colour texture: what was drawn into it, resolved.
+    if (const TargetTexture* drawn = TargetTexture::Cast(texture.get())) {
+        const std::shared_ptr<TextureTarget> target = drawn->GetTarget();
+        TargetEntry* entry = target ? SyncTarget(target) : nullptr;
+        if (!entry)
+            return 0;
+        ResolveTarget(*entry, true, false);
+        return entry->colorTexture;
+    }
     const ImageTexture2D* image = dynamic_cast<const ImageTexture2D*>(texture.get());
     const ImageTextureCube* cube = dynamic_cast<const ImageTextureCube*>(texture.get());
     if (!image && !cube)

@@ -9,27 +9,39 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <string>
 
 #include <glm/geometric.hpp>
 #include <glm/mat3x3.hpp>
+#include <glm/matrix.hpp>
 
 namespace orvcore {
 
 namespace {
+
+constexpr uint32_t kDepthAttachment = 0x8D00;
 /// Names of the per-light uniforms, made once.
 struct LightUniformNames {
     std::string directions[LightManager::kMaxLights];
     std::string colors[LightManager::kMaxLights];
+    std::string shadowMatrices[LightManager::kMaxLights];
+    std::string shadowMaps[LightManager::kMaxLights];
 
     LightUniformNames()
     {
         for (std::size_t i = 0; i < LightManager::kMaxLights; ++i) {
             directions[i] = "lightDirections[" + std::to_string(i) + "]";
             colors[i] = "lightColors[" + std::to_string(i) + "]";
+            shadowMatrices[i] = "shadowMatrices[" + std::to_string(i) + "]";
+            shadowMaps[i] = "shadowMap" + std::to_string(i);
         }
     }
 };
+
+/// Clip space to the [0, 1] cube of texture coordinates and window depth.
+const glm::mat4 kClipToTexture(glm::vec4(0.5f, 0.0f, 0.0f, 0.0f), glm::vec4(0.0f, 0.5f, 0.0f, 0.0f),
+                               glm::vec4(0.0f, 0.0f, 0.5f, 0.0f), glm::vec4(0.5f, 0.5f, 0.5f, 1.0f));
 
 const LightUniformNames& UniformNames()
 {
@@ -133,7 +145,39 @@ GpuShaderProgram* LightManager::ActiveMaterial(RenderDevice* device, MaterialIns
         program->SetUniform(names.colors[i], m_LightColors[i]);
     }
     program->SetUniform("ambientLight", m_LightAmbient);
+    ApplyShadows(device, program);
     return program;
+}
+
+void LightManager::ApplyShadows(RenderDevice* device, GpuShaderProgram* program)
+{
+    if (m_ShadowMask == 0 || !device->GetCamera()) {
+        program->SetUniform("shadowMask", 0);
+        return;
+    }
+    // The lookup goes from the view space of the camera drawing now; made
+    // again only when that view changes.
+    const glm::mat4& view = device->GetCamera()->GetViewMatrix();
+    if (m_ShadowMatrices.size() != m_ShadowViewProjections.size() ||
+        std::memcmp(&view, &m_ShadowView, sizeof(view)) != 0) {
+        m_ShadowView = view;
+        const glm::mat4 viewToWorld = glm::inverse(view);
+        m_ShadowMatrices.resize(m_ShadowViewProjections.size());
+        for (std::size_t i = 0; i < m_ShadowViewProjections.size(); ++i)
+            m_ShadowMatrices[i] = kClipToTexture * m_ShadowViewProjections[i] * viewToWorld;
+    }
+    const LightUniformNames& names = UniformNames();
+    for (std::size_t i = 0; i < m_ShadowMaps.size(); ++i) {
+        if (!m_ShadowMaps[i])
+            continue;
+        const uint32_t unit = kShadowMapUnit + uint32_t(i);
+        program->SetUniform(names.shadowMaps[i], TextureUnit{int(unit)});
+        program->SetUniform(names.shadowMatrices[i], m_ShadowMatrices[i]);
+        device->ActiveTexture(unit, m_ShadowMaps[i], kDepthAttachment);
+    }
+    program->SetUniform("shadowMask", m_ShadowMask);
+    // The light cameras cover 2 half sizes across the map and 8 in depth.
+    program->SetUniform("shadowBias", 1.0f / (4.0f * float(kShadowMapSize)));
 }
 
 void LightManager::DrawShadow(RenderDevice* device, const std::shared_ptr<Camera>& camera,
@@ -166,6 +210,10 @@ void LightManager::DrawShadow(RenderDevice* device, const std::shared_ptr<Camera
     const std::vector<glm::vec3> directions = GetWorldDirections(*camera);
     const std::size_t count = std::min(m_Lights.size(), kMaxLights);
     m_ShadowCameras.resize(count);
+    m_ShadowMaps.assign(count, nullptr);
+    m_ShadowViewProjections.assign(count, glm::mat4(1.0f));
+    m_ShadowMatrices.clear();
+    m_ShadowMask = 0;
 
     for (std::size_t i = 0; i < count; ++i) {
         if (!m_Lights[i]->GetCastShadow()) {
@@ -197,6 +245,9 @@ void LightManager::DrawShadow(RenderDevice* device, const std::shared_ptr<Camera
         device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
         device->ActiveMaterial(depthMaterial);
         draw(lightCamera);
+        m_ShadowMaps[i] = shadowMap;
+        m_ShadowViewProjections[i] = lightCamera->GetViewProjectionMatrix();
+        m_ShadowMask |= 1 << i;
     }
 }
 

@@ -4,6 +4,7 @@
 #include <memory>
 #include <vector>
 
+#include <glm/mat4x4.hpp>
 #include <glm/vec3.hpp>
 
 #include <orvkernel/light/DirectionalLight.h>
@@ -14,6 +15,7 @@ class Camera;
 class GpuShaderProgram;
 class MaterialInstance;
 class RenderDevice;
+class RenderTarget;
 
 /// The lights of a view and their GPU side: a uniform block of light data
 /// that lit materials read, and the per-light shadow passes.
@@ -50,8 +52,14 @@ public:
     /// Makes a material current (`RenderDevice::_ActiveMaterial`) and, when
     /// its options include `TEMPLATE_OPTION_LIGHTING`, sets the light
     /// uniforms "lightCount", "lightDirections[i]", "lightColors[i]" and
-    /// "ambientLight" on its program. Returns the program (null when the
-    /// material cannot be drawn).
+    /// "ambientLight" on its program. After a `DrawShadow` it also binds
+    /// the shadow map of every light that has one (its depth, on texture
+    /// unit `kShadowMapUnit` + i, sampler "shadowMap<i>") and sets
+    /// "shadowMask" (bit i: light i has a map), "shadowMatrices[i]" (from
+    /// the device camera's view space to the map's [0, 1] coordinates and
+    /// depth) and "shadowBias" (one map texel of depth), which the shaders
+    /// read for percentage-closer filtered shadows. Returns the program
+    /// (null when the material cannot be drawn).
     GpuShaderProgram* ActiveMaterial(RenderDevice* device, MaterialInstance* material);
 
     using ShadowCallback = std::function<void(const std::shared_ptr<Camera>& lightCamera)>;
@@ -69,10 +77,15 @@ public:
     const std::vector<std::shared_ptr<Camera>>& GetShadowCameras() const { return m_ShadowCameras; }
 
     static constexpr unsigned int kShadowMapSize = 1024;
+    /// The first texture unit of the shadow maps (units a material's own
+    /// textures do not reach).
+    static constexpr uint32_t kShadowMapUnit = 8;
 
 private:
     /// Fills the per-light arrays that `ActiveMaterial` uploads.
     void CacheLightData(const std::vector<glm::vec3>& directions);
+    /// Binds the shadow maps and sets the shadow uniforms on a lit program.
+    void ApplyShadows(RenderDevice* device, GpuShaderProgram* program);
 
     std::vector<std::shared_ptr<DirectionalLight>> m_Lights;
     glm::vec3 m_Ambient{0.35f};
@@ -82,6 +95,14 @@ private:
     std::vector<glm::vec3> m_LightColors;
     glm::vec3 m_LightAmbient{0.35f};
     std::vector<std::shared_ptr<Camera>> m_ShadowCameras;
+    /// Per light of the last `DrawShadow`: its map (empty: none) and the
+    /// light camera's projection x view.
+    std::vector<std::shared_ptr<RenderTarget>> m_ShadowMaps;
+    std::vector<glm::mat4> m_ShadowViewProjections;
+    /// The shadow lookup matrices for the view matrix they were made for.
+    glm::mat4 m_ShadowView{0.0f};
+    std::vector<glm::mat4> m_ShadowMatrices;
+    int m_ShadowMask = 0;
 };
 
 } // namespace orvcore

@@ -8,6 +8,8 @@
 #include <orvkernel/material/RawShader.h>
 #include <orvkernel/shape/PrimitiveShape.h>
 #include <orvkernel/texture/ImageTextureCube.h>
+#include <orvkernel/texture/TargetTexture.h>
+#include <orvkernel/texture/TextureTarget.h>
 
 using namespace orvcore;
 using namespace orvtest;
@@ -298,6 +300,35 @@ TEST_F(GlResourceTest, TargetsGetTheirOwnBuffersAndBecomeTextures)
     target.reset();
     device->Gc();
     EXPECT_EQ(device->GetTargetObjectCount(), 0u);
+}
+
+TEST_F(GlResourceTest, TextureTargetsAreSampledThroughTheirTexture)
+{
+    // Drawn blue, then shown by a material: the texture is what was drawn.
+    TextureDesc nearest;
+    nearest.MinFilter = nearest.MagFilter = 0x2600;
+    TextureDesc floating = nearest;
+    floating.InternalFormat = 0x8814; // GL_RGBA32F: not made here, RGBA8 instead
+    floating.Type = 0x1406;
+    for (const TextureDesc& desc : {nearest, floating}) {
+        auto target = TextureTarget::Create(4, 4, desc);
+        device->AddTarget("drawn", target);
+        device->SetTarget(target, nullptr);
+        ClearTo(glm::vec4(0.0f, 0.0f, 1.0f, 1.0f));
+        device->SetTarget(nullptr, nullptr);
+        auto show = BasicMaterial::Create("show.target");
+        show->AddTexture("map", target->GetTexture());
+        ASSERT_TRUE(Paint(show, orvtest::Square(0, 0, 0, 1)->GetGeometry()));
+        EXPECT_TRUE(Near(At(kSize / 2, kSize / 2), Rgba{0, 0, 255, 255}, 0));
+        EXPECT_EQ(target->GetTexture()->GetWidth(), 4u);
+    }
+    EXPECT_EQ(log.warnings, std::vector<std::string>{"Texture target format is not supported: RGBA8 used!"});
+    // A texture whose target is gone samples nothing: the draw is refused.
+    auto orphan = TextureTarget::Create(2, 2, TextureDesc())->GetTexture();
+    auto show = BasicMaterial::Create("show.orphan");
+    show->AddTexture("map", orphan);
+    EXPECT_EQ(orphan->GetWidth(), 0u);
+    EXPECT_FALSE(Paint(show, orvtest::Square(0, 0, 0, 1)->GetGeometry()));
 }
 
 } // namespace

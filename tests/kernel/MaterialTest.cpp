@@ -329,7 +329,7 @@ TEST(LightManager, LitTemplatesGetTheLightsOfTheLastUpdate)
     EXPECT_EQ(device.calls, (Texts{"_ActiveMaterial(test.lit)", "SetUniform(lightCount)",
                                    "SetUniform(lightDirections[0])", "SetUniform(lightColors[0])",
                                    "SetUniform(lightDirections[1])", "SetUniform(lightColors[1])",
-                                   "SetUniform(ambientLight)"}));
+                                   "SetUniform(ambientLight)", "SetUniform(shadowMask)"}));
     EXPECT_EQ(std::get<int>(*device.program.Find("lightCount")), 2);
     EXPECT_VEC(Uniform3(device, "lightDirections[0]"), glm::vec3(0, 1, 0));
     EXPECT_VEC(Uniform3(device, "lightColors[1]"), glm::vec3(0.5f, 0, 0));

@@ -8,7 +8,8 @@
 // - DhChainProduct: the same frames alone, as the arm computes them (each
 //   joint's `RobotDH::Update`, then the chain product; all six frames
 //   kept); DhChainProductComputeDH the same with `Math::ComputeDH` per joint
-//   (which also evaluates the cosine and sine of the constant twist).
+//   (which also evaluates the cosine and sine of the constant twist);
+//   DhChainMultiply the chain product alone, of six ready DH frames.
 // - KdlFkRecursive / KdlFkRecursiveAllFrames (when orocos KDL is installed,
 //   scripts/setup bench): KDL's `ChainFkSolverPos_recursive` on the same
 //   arm and poses, the tool frame alone and all six segment frames. The
@@ -157,6 +158,24 @@ void DhChainProductComputeDH(benchmark::State& state)
     }
 }
 BENCHMARK(DhChainProductComputeDH);
+
+void DhChainMultiply(benchmark::State& state)
+{
+    std::vector<std::array<glm::mat4, 6>> locals(256);
+    for (std::size_t p = 0; p < 256; ++p)
+        for (unsigned int j = 0; j < 6; ++j)
+            locals[p][j] = Math::ComputeDH(kTable[j].alpha, kTable[j].a, kTable[j].d, Poses()[p][j]);
+    std::array<glm::mat4, 6> frames;
+    std::size_t next = 0;
+    for (auto _ : state) {
+        const auto& local = locals[next++ & 255];
+        frames[0] = local[0];
+        for (unsigned int j = 1; j < 6; ++j)
+            Math::Multiply(frames[j - 1], local[j], frames[j]);
+        benchmark::DoNotOptimize(frames);
+    }
+}
+BENCHMARK(DhChainMultiply);
 
 #ifdef ORVCORE_HAVE_KDL
 KDL::Chain KdlChain()

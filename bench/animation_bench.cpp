@@ -76,7 +76,8 @@ void BM_MixerFrame(benchmark::State& state)
         std::vector<float> position, quaternion, scale;
         glm::quat previous(1.0f, 0.0f, 0.0f, 0.0f);
         for (int k = 0; k < kKeys; ++k) {
-            position.insert(position.end(), {float(i % 100) + unit(random), float(i / 100) + unit(random), unit(random)});
+            position.insert(position.end(),
+                            {float(i % 100) + unit(random), float(i / 100) + unit(random), unit(random)});
             glm::quat q = glm::normalize(glm::quat(1.0f + unit(random), unit(random), unit(random), unit(random)));
             if (glm::dot(q, previous) < 0.0f)
                 q = -q; // keys on one side, as an exporter writes them

@@ -218,4 +218,9 @@ bool RenderSession::SavePng(const std::string& path)
     return image && GlRenderDevice::SavePng(path, image->GetWidth(), image->GetHeight(), image->GetPixels().data());
 }
 
+std::shared_ptr<ImageTexture2D> RenderSession::ReadPixels()
+{
+    return m_Ready ? m_Device->ReadPixels() : nullptr;
+}
+
 } // namespace orvrender

@@ -14,6 +14,7 @@ class BasicPipeline;
 class PickedItem;
 class EglContext;
 class GlRenderDevice;
+class ImageTexture2D;
 class Renderer;
 class SceneManager;
 class SceneNode;
@@ -68,6 +69,8 @@ public:
     /// Draws one frame; returns its time in milliseconds.
     double Render();
     bool SavePng(const std::string& path);
+    /// The last frame's pixels (RGBA8, rows from the top); null when none.
+    std::shared_ptr<orvcore::ImageTexture2D> ReadPixels();
 
     const SceneInfo& GetInfo() const { return m_Info; }
     const std::shared_ptr<orvcore::SceneManager>& GetManager() const { return m_Manager; }

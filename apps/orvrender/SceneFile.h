@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -10,6 +11,8 @@
 #include <orvrender/SceneRobot.h>
 
 namespace orvrender {
+
+struct SceneAnimations;
 
 /// What a scene file put into the manager.
 struct SceneInfo {
@@ -27,6 +30,8 @@ struct SceneInfo {
     std::vector<std::string> select;
     /// Names of the nodes the file asks to highlight (optional "hover" array).
     std::vector<std::string> hover;
+    /// The file's animations (optional "animations"; SceneAnimation.h).
+    std::shared_ptr<SceneAnimations> animations;
     /// The robot arms, in file order.
     std::vector<RobotInfo> robots;
     /// The node pairs of the optional "collision" list.

@@ -50,7 +50,7 @@ void SceneLoader::Load(const Json& root)
 {
     ExpectObject(root, "");
     CheckKeys(root, "", {"$schema", "description", "camera", "background", "displayFilter", "grid", "nodes",
-                         "select", "hover", "collision"});
+                         "select", "hover", "collision", "animations"});
     if (const Json* nodes = Find(root, "nodes")) {
         ExpectArray(*nodes, "/nodes");
         for (std::size_t i = 0; i < nodes->size(); ++i) {
@@ -69,6 +69,8 @@ void SceneLoader::Load(const Json& root)
         LoadBackground(*background, "/background");
     if (const Json* filter = Find(root, "displayFilter"))
         LoadDisplayFilter(*filter, "/displayFilter");
+    if (const Json* animations = Find(root, "animations"))
+        LoadAnimations(*animations, "/animations");
     m_Manager.UpdateWorld();
     if (const Json* grid = Find(root, "grid"))
         LoadGrid(*grid, "/grid");

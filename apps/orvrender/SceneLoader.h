@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
@@ -19,6 +20,7 @@
 namespace orvrender {
 
 struct ImportedModel;
+struct SceneAnimations;
 
 /// Builds the scene of one parsed scene file into a manager. Every fault is
 /// thrown as a `json::Fault` with its JSON path; `LoadSceneText` turns it
@@ -66,6 +68,13 @@ private:
     void LoadDisplayFilter(const Json& filter, const std::string& path);
     void LoadGrid(const Json& grid, const std::string& path);
     void LoadCamera(const Json& camera, const std::string& path);
+    /// The "animations" (SceneLoaderAnimation.cpp): the mixer and rigid clips
+    /// go to the info, and the scene is posed at time 0.
+    using NodeLookup = std::function<std::shared_ptr<SceneNode>(const Json&, const std::string&, std::string&)>;
+    void LoadAnimations(const Json& animations, const std::string& path);
+    void LoadClip(const Json& clip, const std::string& path, SceneAnimations& animations, const NodeLookup& nodeOf);
+    void LoadRigidClip(const Json& clip, const std::string& path, SceneAnimations& animations,
+                       const NodeLookup& nodeOf);
 
     std::string m_BaseDir;
     orvcore::SceneManager& m_Manager;

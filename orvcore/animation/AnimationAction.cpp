@@ -140,7 +140,8 @@ void AnimationAction::Step(double dt)
         const double k = std::floor(t / period);
         const double passes = std::fabs(k);
         const uint32_t left = kInfiniteRepetitions - m_Passes;
-        m_Passes = passes >= static_cast<double>(left) ? kInfiniteRepetitions : m_Passes + static_cast<uint32_t>(passes);
+        m_Passes =
+            passes >= static_cast<double>(left) ? kInfiniteRepetitions : m_Passes + static_cast<uint32_t>(passes);
         if (m_Repetitions != kInfiniteRepetitions && m_Passes >= m_Repetitions) {
             // The last pass ends where it ran to: the end going forwards,
             // the start going backwards.

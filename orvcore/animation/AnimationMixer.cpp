@@ -151,9 +151,8 @@ void AnimationMixer::LendAction(const std::shared_ptr<AnimationAction>& action)
 {
     const uint32_t first = m_ActiveActionCount;
     const int64_t prev = action->GetCacheIndex();
-    if (prev < 0 || !Exchange(m_Actions, first, static_cast<uint64_t>(prev), action, [](AnimationAction& a, uint64_t index) {
-            a.SetCacheIndex(static_cast<int32_t>(index));
-        }))
+    if (prev < 0 || !Exchange(m_Actions, first, static_cast<uint64_t>(prev), action,
+                              [](AnimationAction& a, uint64_t index) { a.SetCacheIndex(static_cast<int32_t>(index)); }))
         return;
     ++m_ActiveActionCount;
 }
@@ -179,6 +178,9 @@ void AnimationMixer::TakeBackControlInterpolant(const std::shared_ptr<Interpolan
 }
 
 AnimationMixer* AnimationMixer::Cast(GfxObject* object) { return dynamic_cast<AnimationMixer*>(object); }
-const AnimationMixer* AnimationMixer::Cast(const GfxObject* object) { return dynamic_cast<const AnimationMixer*>(object); }
+const AnimationMixer* AnimationMixer::Cast(const GfxObject* object)
+{
+    return dynamic_cast<const AnimationMixer*>(object);
+}
 
 } // namespace orvcore

@@ -10,7 +10,10 @@ NumberKeyframeTrack::NumberKeyframeTrack(const std::string& name, const std::sha
 {
 }
 
-NumberKeyframeTrack* NumberKeyframeTrack::Cast(KeyframeTrack* track) { return dynamic_cast<NumberKeyframeTrack*>(track); }
+NumberKeyframeTrack* NumberKeyframeTrack::Cast(KeyframeTrack* track)
+{
+    return dynamic_cast<NumberKeyframeTrack*>(track);
+}
 
 const NumberKeyframeTrack* NumberKeyframeTrack::Cast(const KeyframeTrack* track)
 {

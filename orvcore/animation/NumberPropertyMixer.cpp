@@ -20,7 +20,10 @@ void NumberPropertyMixer::SetAdditiveIdentity()
         m_Data[i] = 0.0f;
 }
 
-NumberPropertyMixer* NumberPropertyMixer::Cast(PropertyMixer* mixer) { return dynamic_cast<NumberPropertyMixer*>(mixer); }
+NumberPropertyMixer* NumberPropertyMixer::Cast(PropertyMixer* mixer)
+{
+    return dynamic_cast<NumberPropertyMixer*>(mixer);
+}
 
 const NumberPropertyMixer* NumberPropertyMixer::Cast(const PropertyMixer* mixer)
 {

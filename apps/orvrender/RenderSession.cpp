@@ -13,6 +13,7 @@
 #include <orvcore/render/BasicPipeline.h>
 #include <orvcore/render/Renderer.h>
 #include <orvcore/scene/SceneManager.h>
+#include <orvrender/SceneEffects.h>
 
 namespace orvrender {
 
@@ -52,6 +53,12 @@ std::string PickReport::ToJson() const
 {
     nlohmann::json j;
     j["hit"] = hit;
+    if (!overlay.empty()) {
+        j["overlay"] = overlay;
+        j["element"] = element;
+        j["view"] = view;
+        return j.dump();
+    }
     if (hit) {
         j["node"] = name;
         j["userId"] = userId;
@@ -105,7 +112,7 @@ bool RenderSession::LoadDemo(std::string& error)
 bool RenderSession::Prepare()
 {
     m_Renderer->Initialize(m_Manager);
-    m_Renderer->SetViewCondinateType(NoWidget);
+    ApplySceneEffects(m_Info.effects, *m_Device, *m_Renderer);
     m_Pipeline->Initialize(m_Renderer.get());
     m_Pipeline->Prepare(m_Manager, m_Renderer.get());
     m_Manager->UpdateWorld();
@@ -132,8 +139,9 @@ PickReport RenderSession::Report(const PickedItem& item) const
 
 PickReport RenderSession::Pick(int x, int y)
 {
-    if (!m_Ready)
-        return {};
+    PickReport overlay;
+    if (!m_Ready || PickOverlay(x, y, false, overlay))
+        return overlay;
     Raycaster caster(m_Manager->GetCamera(), m_Manager->GetSelection()->GetPickFilter(), x, y);
     caster.HitTest(m_Manager);
     return Report(caster.GetTopItem());
@@ -154,8 +162,9 @@ std::vector<PickReport> RenderSession::PickRect(int x1, int y1, int x2, int y2)
 
 PickReport RenderSession::Select(int x, int y)
 {
-    if (!m_Ready)
-        return {};
+    PickReport overlay;
+    if (!m_Ready || PickOverlay(x, y, true, overlay))
+        return overlay; // the camera has turned to the element's view
     Raycaster caster(m_Manager->GetCamera(), m_Manager->GetSelection()->GetPickFilter(), x, y);
     caster.HitTest(m_Manager);
     PickedItem item = caster.GetTopItem();

@@ -35,6 +35,11 @@ struct PickReport {
     int primitiveIndex = -1;
     glm::vec3 position{0.0f};
     float distance = 0.0f;
+    /// A hit on the view cube overlay ("cube"): the element's identifier and
+    /// the standard view it turns the camera to ("front", "top-right", ...).
+    std::string overlay;
+    unsigned int element = 0;
+    std::string view;
     std::string ToJson() const;
 };
 
@@ -77,6 +82,10 @@ public:
 
 private:
     PickReport Report(const orvcore::PickedItem& item) const;
+    /// A pick on the view cube overlay, when it is shown and hit; with
+    /// `turn` the camera turns to the element's view, fitted to the scene
+    /// (RenderSessionOverlay.cpp).
+    bool PickOverlay(int x, int y, bool turn, PickReport& report);
     bool Prepare();
 
     bool m_Ready = false;

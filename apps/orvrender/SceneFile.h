@@ -8,6 +8,7 @@
 
 #include <orvcore/scene/SceneManager.h>
 #include <orvcore/scene/SceneNode.h>
+#include <orvrender/SceneEffects.h>
 #include <orvrender/SceneRobot.h>
 
 namespace orvrender {
@@ -30,6 +31,8 @@ struct SceneInfo {
     std::vector<std::string> select;
     /// Names of the nodes the file asks to highlight (optional "hover" array).
     std::vector<std::string> hover;
+    /// The shadow and the orientation overlay (optional "shadow", "overlay").
+    SceneEffects effects;
     /// The file's animations (optional "animations"; SceneAnimation.h).
     std::shared_ptr<SceneAnimations> animations;
     /// The robot arms, in file order.

@@ -50,7 +50,7 @@ void SceneLoader::Load(const Json& root)
 {
     ExpectObject(root, "");
     CheckKeys(root, "", {"$schema", "description", "camera", "background", "displayFilter", "grid", "nodes",
-                         "select", "hover", "collision", "animations"});
+                         "select", "hover", "collision", "animations", "shadow", "overlay"});
     if (const Json* nodes = Find(root, "nodes")) {
         ExpectArray(*nodes, "/nodes");
         for (std::size_t i = 0; i < nodes->size(); ++i) {
@@ -69,6 +69,10 @@ void SceneLoader::Load(const Json& root)
         LoadBackground(*background, "/background");
     if (const Json* filter = Find(root, "displayFilter"))
         LoadDisplayFilter(*filter, "/displayFilter");
+    if (const Json* shadow = Find(root, "shadow"))
+        LoadShadow(*shadow, "/shadow");
+    if (const Json* overlay = Find(root, "overlay"))
+        LoadOverlay(*overlay, "/overlay");
     if (const Json* animations = Find(root, "animations"))
         LoadAnimations(*animations, "/animations");
     m_Manager.UpdateWorld();
@@ -308,7 +312,13 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         {"text", {"text", "height", "form", "billboard"}},
         {"tag", {"text", "height", "target", "position", "offset", "lineColor"}},
         {"robot", {"joints", "links", "axisSize", "showJoints", "showVirtualLinks", "motion"}},
+        {"axes", {"size", "length", "mark"}},
+        {"move", {"length", "mark"}},
+        {"rotate", {"radius", "mark"}},
+        {"scale", {"length", "mark"}},
+        {"viewCube", {"size"}},
     };
+    static const std::set<std::string> widgets = {"axes", "move", "rotate", "scale", "viewCube"};
     auto kind = own.find(type);
     if (kind == own.end())
         Fail(Child(path, "type"), "unknown node type \"" + type + "\"");
@@ -317,6 +327,10 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
     if (type == "tag")
         allowed = {"type", "name", "text", "height", "target", "position", "offset", "color", "lineColor",
                    "visible"};
+    if (widgets.count(type)) { // widgets bring their own colours
+        allowed.erase("color");
+        allowed.erase("opacity");
+    }
     CheckKeys(node, path, allowed);
 
     std::string name;
@@ -471,6 +485,8 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         result = label;
     } else if (type == "robot") {
         result = BuildRobot(node, path, depth, name);
+    } else if (widgets.count(type)) {
+        result = BuildWidget(node, path, type);
     }
 
     if (!result)

@@ -68,6 +68,11 @@ private:
     void LoadDisplayFilter(const Json& filter, const std::string& path);
     void LoadGrid(const Json& grid, const std::string& path);
     void LoadCamera(const Json& camera, const std::string& path);
+    /// The "shadow" and "overlay" settings and the widget node kinds
+    /// (SceneLoaderWidgets.cpp).
+    void LoadShadow(const Json& shadow, const std::string& path);
+    void LoadOverlay(const Json& overlay, const std::string& path);
+    std::shared_ptr<SceneNode> BuildWidget(const Json& node, const std::string& path, const std::string& type);
     /// The "animations" (SceneLoaderAnimation.cpp): the mixer and rigid clips
     /// go to the info, and the scene is posed at time 0.
     using NodeLookup = std::function<std::shared_ptr<SceneNode>(const Json&, const std::string&, std::string&)>;

@@ -58,6 +58,9 @@ void ContactShadowRender::Initialize(RenderDevice* device)
     m_VerticalBlurMaterial->SetUniform("tDiffuse", TextureUnit{0});
 
     auto shade = BasicMaterial::Create("sys.shadow.plane");
+    // Black at the map's opacity: the map's colour (white where it was
+    // cleared, blurred into the shadow's edge) must not tint the ground.
+    shade->SetColor(glm::vec3(0.0f));
     shade->BlendingMode = BLENDING_TRANSPARENT;
     shade->SetOpacity(1.0f);
     shade->DepthWrite = false;

@@ -91,6 +91,9 @@ void CoordinateWidget::AdoptGroupBox()
     box.transform(m_Nodes->GetTransform());
     SetBoundingBox(box);
     UpdateTransform(glm::mat4(1.0f));
+    // Still to be placed, like any new node: the first world update of the
+    // scene it joins reaches it.
+    SetUpdateVersion(1);
 }
 
 bool CoordinateWidget::IsWidgetSize(const glm::vec3& size)

@@ -5,8 +5,11 @@
 // and once on a device that draws nothing, which leaves the library's own
 // CPU time per frame. The OpenGL frames report wall time per frame, and as
 // CPU time that of the whole process: llvmpipe rasterises on threads of
-// its own.
+// its own. The 4x frame is measured again with the contact shadow and with
+// the view cube overlay.
+#include <map>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -46,8 +49,15 @@ public:
     }
     const std::shared_ptr<RenderTarget>& GetTarget() const override { return m_Target; }
     const std::shared_ptr<RenderTarget>& GetPreviousTarget() const override { return m_Previous; }
-    void AddTarget(const std::string&, const std::shared_ptr<RenderTarget>&) override {}
-    std::shared_ptr<RenderTarget> FindTarget(const std::string&) const override { return {}; }
+    void AddTarget(const std::string& name, const std::shared_ptr<RenderTarget>& target) override
+    {
+        m_Targets[name] = target;
+    }
+    std::shared_ptr<RenderTarget> FindTarget(const std::string& name) const override
+    {
+        const auto it = m_Targets.find(name);
+        return it == m_Targets.end() ? nullptr : it->second;
+    }
     void SetClearColor(const glm::vec4&) override {}
     void ClearBuffers(uint32_t) override {}
     void SetDepthTest(bool) override {}
@@ -68,6 +78,7 @@ public:
 private:
     std::shared_ptr<Camera> m_Camera;
     std::shared_ptr<RenderTarget> m_Target, m_Previous;
+    std::map<std::string, std::shared_ptr<RenderTarget>> m_Targets;
 };
 
 // 100 x 100 boxes with their edges; every box node has its own geometry, as
@@ -93,18 +104,35 @@ std::shared_ptr<SceneManager> Cell()
     return manager;
 }
 
+// What a frame draws besides the model: nothing, the contact shadow (blur
+// 1, the device's default), the view cube overlay; or the model with one
+// box moved every frame, alone and with the contact shadow (whose map is
+// then drawn every frame: an unchanged model keeps its map).
+enum Extra : int64_t { kPlain = 0, kContactShadow = 1, kViewCube = 2, kMoving = 3, kMovingContactShadow = 4 };
+const char* const kExtraNames[] = {"", " + contact shadow", " + view cube", ", one box moving",
+                                   ", one box moving + contact shadow"};
+
 template <typename AfterFirstFrame>
 void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_ptr<SceneManager>& manager,
-               AfterFirstFrame afterFirstFrame)
+               AfterFirstFrame afterFirstFrame, Extra extra = kPlain)
 {
     Renderer renderer(&device, 1.0f);
     renderer.Initialize(manager);
+    renderer.SetViewCondinateType(extra == kViewCube ? Cube : NoWidget);
+    device.GetSettings().ContactShadow = extra == kContactShadow || extra == kMovingContactShadow;
+    SceneNode* moving = manager->GetScene()->GetNodes().begin()->second.get();
+    bool raised = false;
     BasicPipeline pipeline;
     pipeline.Initialize(&renderer);
     pipeline.Prepare(manager, &renderer);
     pipeline.Render(manager, &renderer, 0.0f); // the first frame uploads everything
     afterFirstFrame();
     for (auto _ : state) {
+        if (extra == kMoving || extra == kMovingContactShadow) {
+            raised = !raised; // up by one, down again
+            moving->SetTransform(glm::translate(moving->GetTransform(), glm::vec3(0.0f, 0.0f, raised ? 1.0f : -1.0f)));
+            moving->RequstUpdate();
+        }
         manager->UpdateWorld();
         pipeline.Render(manager, &renderer, 0.0f);
     }
@@ -121,28 +149,40 @@ void BM_GlFrame10kBoxes(benchmark::State& state)
     GlRenderDevice device(context->GetFramebuffer(), kWidth, kHeight);
     auto manager = Cell();
     uint64_t afterFirst = 0;
-    RunFrames(state, device, manager, [&] { afterFirst = device.GetUploadCount(); });
+    const Extra extra = Extra(state.range(1));
+    RunFrames(state, device, manager, [&] { afterFirst = device.GetUploadCount(); }, extra);
     // Buffer uploads made by the frames after the first (the scene does not change).
     state.counters["uploads_per_frame"] = double(device.GetUploadCount() - afterFirst) / double(state.iterations());
-    state.SetLabel(context->GetRendererName());
+    state.SetLabel(context->GetRendererName() + kExtraNames[extra]);
 }
 
 void BM_LibraryFrame10kBoxes(benchmark::State& state)
 {
     NullDevice device;
     auto manager = Cell();
-    RunFrames(state, device, manager, [] {});
+    const Extra extra = Extra(state.range(0));
+    RunFrames(state, device, manager, [] {}, extra);
+    state.SetLabel(kExtraNames[extra]);
     state.counters["draws_per_frame"] = double(device.draws) / double(state.iterations() + 1);
 }
 
 } // namespace
 
+// extra: 0 the model alone, 1 with the contact shadow, 2 with the view cube,
+// 3 one box moving, 4 one box moving with the contact shadow.
 BENCHMARK(BM_GlFrame10kBoxes)
-    ->ArgName("samples")
-    ->Arg(1)
-    ->Arg(4)
+    ->ArgNames({"samples", "extra"})
+    ->Args({1, kPlain})
+    ->Args({4, kPlain})
+    ->Args({4, kContactShadow})
+    ->Args({4, kViewCube})
+    ->Args({4, kMoving})
+    ->Args({4, kMovingContactShadow})
     ->Unit(benchmark::kMillisecond)
     ->MinTime(2.0)
     ->UseRealTime()
     ->MeasureProcessCPUTime();
-BENCHMARK(BM_LibraryFrame10kBoxes)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_LibraryFrame10kBoxes)
+    ->ArgName("extra")
+    ->DenseRange(kPlain, kMovingContactShadow)
+    ->Unit(benchmark::kMillisecond);

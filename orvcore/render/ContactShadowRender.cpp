@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 
 #include <glm/gtc/matrix_transform.hpp>
+#include <glm/gtc/type_ptr.hpp>
 
 #include <orvcommon/Logger.h>
 #include <orvkernel/camera/CameraOperator.h>
@@ -143,17 +145,10 @@ void ContactShadowRender::Render(const std::shared_ptr<SceneManager>& manager, R
     }
     const std::shared_ptr<RenderTarget> previous = device->GetTarget();
     m_HasShadow = Place(manager->GetSceneBBox());
-
-    device->SetTarget(map, m_Camera);
-    device->SetClearColor(glm::vec4(1.0f, 1.0f, 1.0f, 0.0f));
-    device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
-    if (m_HasShadow) {
-        device->ActiveMaterial(m_DarkDepthMaterial);
+    if (m_HasShadow)
         CollectCasters(*manager, m_Camera, m_Casters);
-        m_Casters.RenderWithoutMaterial(device);
-    } else {
+    else
         m_Casters.Reset();
-    }
     float blur = device->GetSettings().ContactShadowBlur;
     if (!std::isfinite(blur) || blur < 0.0f) {
         if (!m_WarnedBlur)
@@ -161,9 +156,71 @@ void ContactShadowRender::Render(const std::shared_ptr<SceneManager>& manager, R
         m_WarnedBlur = true;
         blur = 0.0f;
     }
+    // The map depends on the model alone, not on the view: while the
+    // casters, their geometry and places, the footprint and the settings
+    // stay the same, the map of the last frame is still right.
+    const uint64_t signature = Signature(blur);
+    if (m_MapValid && signature == m_Signature && map == m_DrawnMap)
+        return;
+    m_Signature = signature;
+    m_DrawnMap = map;
+    m_MapValid = true;
+    ++m_MapDrawCount;
+
+    device->SetTarget(map, m_Camera);
+    device->SetClearColor(glm::vec4(1.0f, 1.0f, 1.0f, 0.0f));
+    device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
+    if (m_HasShadow) {
+        device->ActiveMaterial(m_DarkDepthMaterial);
+        m_Casters.RenderWithoutMaterial(device);
+    }
     Blur(device, blur);
     Blur(device, 0.4f * blur);
     device->SetTarget(previous, manager->GetCamera());
+}
+
+uint64_t ContactShadowRender::Signature(float blur) const
+{
+    // FNV-1a over 64-bit words: the settings, the camera's view, then each
+    // caster's objects, versions and world matrix.
+    uint64_t hash = 14695981039346656037ull;
+    const auto mix = [&hash](uint64_t word) {
+        hash ^= word;
+        hash *= 1099511628211ull;
+    };
+    const auto bits = [](float value) {
+        uint32_t word = 0;
+        std::memcpy(&word, &value, sizeof(word));
+        return uint64_t(word);
+    };
+    mix(uint64_t(m_HasShadow));
+    mix(bits(blur));
+    mix(bits(m_Darkness));
+    const glm::mat4 view = m_Camera->GetViewProjectionMatrix();
+    for (int i = 0; i < 16; ++i)
+        mix(bits(glm::value_ptr(view)[i]));
+    mix(m_Casters.GetItemCount());
+    for (uint64_t i = 0; i < m_Casters.GetItemCount(); ++i) {
+        const RenderItem& item = m_Casters.GetAt(i);
+        const PrimitiveShape* primitive = item.GetPrimitive();
+        mix(primitive->GetObjectId());
+        mix(primitive->GetUpdateVersion());
+        if (const BufferGeometry* geometry = primitive->GetGeometry().get()) {
+            mix(geometry->GetObjectId());
+            // Attributes by address, size and version (a geometry's
+            // attributes are replaced through the geometry, whose id stays).
+            const auto& positions = geometry->GetPositions();
+            mix(reinterpret_cast<uintptr_t>(positions.get()));
+            mix(positions ? (uint64_t(positions->GetCount()) << 32 | positions->GetVersion()) : 0u);
+            const auto& index = geometry->GetIndex();
+            mix(reinterpret_cast<uintptr_t>(index.get()));
+            mix(index ? (uint64_t(index->GetCount()) << 32 | index->GetVersion()) : 0u);
+        }
+        const float* matrix = glm::value_ptr(item.GetTransform());
+        for (int k = 0; k < 16; k += 2)
+            mix(bits(matrix[k]) << 32 | bits(matrix[k + 1]));
+    }
+    return hash;
 }
 
 void ContactShadowRender::Blur(RenderDevice* device, float amount)

@@ -11,6 +11,7 @@
 namespace orvcore {
 
 class PrimitiveSceneNode;
+class RenderTarget;
 
 /// The contact shadow: a soft dark footprint of the whole model on a ground
 /// plane under it, as if lit from straight above by a wide sky.
@@ -23,6 +24,9 @@ class PrimitiveSceneNode;
 /// the device's contact-shadow blur b and then 0.4 b (in 1/256 of the map
 /// per tap, nine taps), and shown on a transparent plane 1.201 times the
 /// model's footprint at its lowest point, drawn right after the background.
+/// The map does not depend on the view: a frame whose casters, their
+/// geometry and world matrices and the settings are those of the frame
+/// before keeps the map it has.
 class ContactShadowRender : public ShadowRender {
 public:
     static constexpr unsigned int kMapSize = 512;
@@ -52,6 +56,9 @@ public:
     const std::string& GetBlurTargetName() const { return m_BlurTargetName; }
     const RenderList& GetCasters() const { return m_Casters; }
     const std::shared_ptr<PrimitiveSceneNode>& GetPlane() const { return m_Plane; }
+    /// How many frames drew the map; the others reused the last one, as
+    /// nothing it depends on had changed.
+    uint64_t GetMapDrawCount() const { return m_MapDrawCount; }
 
 private:
     /// One blur round of amount `amount`: map to blur target horizontally,
@@ -60,6 +67,9 @@ private:
     /// Aims the camera up at the box from its lowest point and sizes the
     /// plane; false when the box has no footprint to shade.
     bool Place(const AxisAlignedBox& box);
+    /// A hash of everything the map depends on (casters with their
+    /// geometry versions and world matrices, camera, blur, darkness).
+    uint64_t Signature(float blur) const;
 
     std::shared_ptr<Camera> m_Camera;
     std::shared_ptr<MaterialInstance> m_DarkDepthMaterial;
@@ -72,6 +82,10 @@ private:
     float m_Darkness = 0.5f;
     bool m_HasShadow = false;
     bool m_WarnedBlur = false;
+    bool m_MapValid = false;
+    uint64_t m_Signature = 0;
+    uint64_t m_MapDrawCount = 0;
+    std::shared_ptr<RenderTarget> m_DrawnMap;
 };
 
 } // namespace orvcore

@@ -5,6 +5,7 @@
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 
+#include <orvkernel/camera/CameraOperator.h>
 #include <orvkernel/geometry/GeometryBuilder.h>
 #include <orvkernel/material/BasicMaterial.h>
 #include <orvkernel/material/MeshPhongMaterial.h>
@@ -167,6 +168,29 @@ TEST(ContactShadowRender, MapBlurredTwiceThenThePlaneUnderTheModel)
     ASSERT_TRUE(map);
     EXPECT_EQ(map->GetWidth(), 512u);
     EXPECT_TRUE(contact->GetPlane()->GetMaterial()->IsTransparent());
+}
+
+TEST(ContactShadowRender, TheMapIsDrawnAgainOnlyWhenTheModelChanges)
+{
+    View view(true);
+    auto node = view.Add(Solid(glm::vec3(10.0f)), glm::vec3(0.0f));
+    view.Frame();
+    auto* contact = static_cast<ContactShadowRender*>(view.renderer.GetShadowRender());
+    // Turning the view keeps the map, and the plane is still drawn.
+    CameraOperator::SetStandardView(view.manager->GetCamera(), STANDARD_VIEW_TOP, view.manager->GetSceneBBox(), 1.0f);
+    view.Frame();
+    EXPECT_EQ(contact->GetMapDrawCount(), 1u);
+    EXPECT_EQ(view.device.Count("SetTarget(contact.map)"), 0u);
+    EXPECT_EQ(view.device.Count("ActiveMaterial(sys.shadow.plane)"), 1u);
+    // A moved node, a changed geometry, a new blur: drawn again.
+    node->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(0, 0, 1)));
+    node->RequstUpdate();
+    view.Frame();
+    node->GetPrimitive()->GetGeometry()->GetPositions()->RaiseVersion();
+    view.Frame();
+    view.device.GetSettings().ContactShadowBlur = 2.0f;
+    view.Frame();
+    EXPECT_EQ(contact->GetMapDrawCount(), 4u);
 }
 
 TEST(ContactShadowRender, BlurAmountsAndDarknessReachTheShaders)

@@ -1,3 +1,5 @@
+// The view cube's elements, views and labels (its picks through the
+// overlay: tests/render/OverlayTest.cpp).
 #include <orvcore/widget/ViewCube.h>
 
 #include <cmath>
@@ -7,11 +9,9 @@
 #include <gtest/gtest.h>
 
 #include <orvkernel/camera/CameraOperator.h>
-#include <orvcore/pick/Raycaster.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>
 
 #include "LogCapture.h"
-#include "TestNodes.h"
 
 using namespace orvcore;
 
@@ -40,36 +40,6 @@ TEST(ViewCube, ElementsMapToTheViewsThatLookFromThem)
         EXPECT_EQ(ViewCube::GetStandardView(bad), STANDARD_VIEW_NONE) << bad;
     EXPECT_EQ(ViewCube::GetElementId({0, 0, 0}), 0u);
     EXPECT_EQ(ViewCube::GetElementId({2, 0, 0}), 0u);
-}
-
-TEST(ViewCube, ARayTowardsAnElementPicksThatElement)
-{
-    auto cube = ViewCube::Create(5.0f); // 90 on a side, bands of 15
-    ASSERT_TRUE(cube);
-    auto root = orvtest::Root({cube});
-    EXPECT_EQ(cube->GetBoundingBox().getMaximum(), glm::vec3(45.25f)); // the labels lie just outside
-    for (unsigned int id : ViewCube::GetElementIds()) {
-        SCOPED_TRACE(id);
-        // Aim at the middle of the element's piece on each face it touches:
-        // 37.5 is the middle of a band, 0 the middle of a face.
-        const glm::vec3 d(*ViewCube::GetElementDirection(id));
-        const glm::vec3 aim = d * 37.5f;
-        for (int axis = 0; axis < 3; ++axis) {
-            if (d[axis] == 0.0f)
-                continue;
-            glm::vec3 onFace = aim;
-            onFace[axis] = d[axis] * 45.0f;
-            glm::vec3 eye = onFace;
-            eye[axis] += d[axis] * 200.0f;
-            const glm::vec3 up = axis == 2 ? glm::vec3(0, 1, 0) : glm::vec3(0, 0, 1);
-            auto camera = std::make_shared<Camera>(100, 100, eye, onFace, up);
-            Raycaster caster(camera, 7, 50, 50);
-            ASSERT_TRUE(cube->HitTest(caster));
-            caster.Sort();
-            EXPECT_EQ(caster.GetTopItem().GetNode(), cube->GetElementNode(id));
-            EXPECT_EQ(caster.GetTopItem().GetNode()->GetUserId(), id);
-        }
-    }
 }
 
 TEST(ViewCube, LabelsLieOnTheirFacesAndReadUprightInTheirViews)

@@ -25,7 +25,7 @@ constexpr std::size_t kMaxClips = 10000;
 constexpr double kMaxAngle = 36000.0; // degrees
 constexpr double kMaxSeconds = 1.0e6;
 
-struct JointSpec {
+struct JointRow {
     orvcore::EnumRobotJointType type = orvcore::ROBOT_JOINT_REVOLUTE;
     double alpha = 0, a = 0, d = 0, theta = 0; // angles in radians
     bool limited = false;
@@ -39,45 +39,45 @@ double Optional(const Json& object, const char* key, const std::string& path, do
     return value ? Bounded(*value, Child(path, key), -bound, bound, false) : fallback;
 }
 
-JointSpec ReadJoint(const Json& joint, const std::string& path)
+JointRow ReadJoint(const Json& joint, const std::string& path)
 {
     ExpectObject(joint, path);
     CheckKeys(joint, path, {"type", "alpha", "a", "d", "theta", "limits", "value"});
-    JointSpec spec;
+    JointRow row;
     if (const Json* type = Find(joint, "type")) {
         const std::string kind = String(*type, Child(path, "type"));
         if (kind == "prismatic")
-            spec.type = orvcore::ROBOT_JOINT_PRISMATIC;
+            row.type = orvcore::ROBOT_JOINT_PRISMATIC;
         else if (kind == "fixed")
-            spec.type = orvcore::ROBOT_JOINT_FIXED;
+            row.type = orvcore::ROBOT_JOINT_FIXED;
         else if (kind != "revolute")
             Fail(Child(path, "type"), "expected \"revolute\", \"prismatic\" or \"fixed\", found \"" + kind + "\"");
     }
-    spec.alpha = orvcore::Math::DegreesToRadians(Optional(joint, "alpha", path, kMaxAngle, 0.0));
-    spec.a = Optional(joint, "a", path, kMaxExtent, 0.0);
-    spec.d = Optional(joint, "d", path, kMaxExtent, 0.0);
-    spec.theta = orvcore::Math::DegreesToRadians(Optional(joint, "theta", path, kMaxAngle, 0.0));
-    const bool angular = spec.type == orvcore::ROBOT_JOINT_REVOLUTE;
+    row.alpha = orvcore::Math::DegreesToRadians(Optional(joint, "alpha", path, kMaxAngle, 0.0));
+    row.a = Optional(joint, "a", path, kMaxExtent, 0.0);
+    row.d = Optional(joint, "d", path, kMaxExtent, 0.0);
+    row.theta = orvcore::Math::DegreesToRadians(Optional(joint, "theta", path, kMaxAngle, 0.0));
+    const bool angular = row.type == orvcore::ROBOT_JOINT_REVOLUTE;
     const double bound = angular ? kMaxAngle : kMaxExtent;
     if (const Json* limits = Find(joint, "limits")) {
         const std::string limitsPath = Child(path, "limits");
-        if (spec.type == orvcore::ROBOT_JOINT_FIXED)
+        if (row.type == orvcore::ROBOT_JOINT_FIXED)
             Fail(limitsPath, "a fixed joint has no value to limit");
         ExpectArray(*limits, limitsPath);
         if (limits->size() != 2)
             Fail(limitsPath, "expected 2 numbers, found " + std::to_string(limits->size()));
-        spec.limited = true;
-        spec.minimum = Bounded((*limits)[0], Child(limitsPath, 0), -bound, bound, false);
-        spec.maximum = Bounded((*limits)[1], Child(limitsPath, 1), -bound, bound, false);
-        if (spec.minimum > 0.0 || spec.maximum < 0.0)
+        row.limited = true;
+        row.minimum = Bounded((*limits)[0], Child(limitsPath, 0), -bound, bound, false);
+        row.maximum = Bounded((*limits)[1], Child(limitsPath, 1), -bound, bound, false);
+        if (row.minimum > 0.0 || row.maximum < 0.0)
             Fail(limitsPath, "the limits must include 0 (the pose the links are placed in)");
     }
     if (const Json* value = Find(joint, "value")) {
-        if (spec.type == orvcore::ROBOT_JOINT_FIXED)
+        if (row.type == orvcore::ROBOT_JOINT_FIXED)
             Fail(Child(path, "value"), "a fixed joint has no value");
-        spec.value = Bounded(*value, Child(path, "value"), -bound, bound, false);
+        row.value = Bounded(*value, Child(path, "value"), -bound, bound, false);
     }
-    return spec;
+    return row;
 }
 
 } // namespace
@@ -99,15 +99,15 @@ std::shared_ptr<SceneNode> SceneLoader::BuildRobot(const Json& node, const std::
     ExpectArray(joints, jointsPath);
     if (joints.empty() || joints.size() > kMaxJoints)
         Fail(jointsPath, "an arm needs 1 to " + std::to_string(kMaxJoints) + " joints");
-    std::vector<JointSpec> specs;
+    std::vector<JointRow> rows;
     for (std::size_t i = 0; i < joints.size(); ++i) {
-        const JointSpec spec = ReadJoint(joints[i], Child(jointsPath, i));
-        const unsigned int index = arm->AddJoint(spec.type, spec.alpha, spec.a, spec.d, spec.theta);
-        const bool angular = spec.type == orvcore::ROBOT_JOINT_REVOLUTE;
-        const double offset = angular ? spec.theta : spec.d;
+        const JointRow row = ReadJoint(joints[i], Child(jointsPath, i));
+        const unsigned int index = arm->AddJoint(row.type, row.alpha, row.a, row.d, row.theta);
+        const bool angular = row.type == orvcore::ROBOT_JOINT_REVOLUTE;
+        const double offset = angular ? row.theta : row.d;
         const double scale = angular ? orvcore::Math::DegreesToRadians(1.0) : 1.0;
-        if (spec.limited) {
-            orvcore::ValueRange range(offset, offset + spec.minimum * scale, offset + spec.maximum * scale);
+        if (row.limited) {
+            orvcore::ValueRange range(offset, offset + row.minimum * scale, offset + row.maximum * scale);
             if (angular)
                 arm->GetJoint(index)->GetParameters()->SetTheta_VR(range);
             else
@@ -115,7 +115,7 @@ std::shared_ptr<SceneNode> SceneLoader::BuildRobot(const Json& node, const std::
         }
         info.angular.push_back(angular);
         info.offsets.push_back(offset);
-        specs.push_back(spec);
+        rows.push_back(row);
     }
     if (!Flag(node, "showJoints", path, true))
         arm->ShowJoints(false);
@@ -147,12 +147,12 @@ std::shared_ptr<SceneNode> SceneLoader::BuildRobot(const Json& node, const std::
     }
 
     // The pose of the file.
-    for (std::size_t i = 0; i < specs.size(); ++i) {
+    for (std::size_t i = 0; i < rows.size(); ++i) {
         const std::string valuePath = Child(Child(jointsPath, i), "value");
-        if (specs[i].type == orvcore::ROBOT_JOINT_FIXED)
+        if (rows[i].type == orvcore::ROBOT_JOINT_FIXED)
             continue;
         const double scale = info.angular[i] ? orvcore::Math::DegreesToRadians(1.0) : 1.0;
-        if (!arm->SetVariable(static_cast<unsigned int>(i), info.offsets[i] + specs[i].value * scale))
+        if (!arm->SetVariable(static_cast<unsigned int>(i), info.offsets[i] + rows[i].value * scale))
             Fail(valuePath, "outside the joint's limits");
     }
     arm->UpdateFrames();
@@ -172,7 +172,7 @@ std::shared_ptr<SceneNode> SceneLoader::BuildRobot(const Json& node, const std::
             CheckKeys(ramp, rampPath, {"joint", "from", "to", "start", "end"});
             const auto joint = static_cast<std::size_t>(
                 Integer(Require(ramp, "joint", rampPath), Child(rampPath, "joint"), 0, int64_t(joints.size()) - 1));
-            if (specs[joint].type == orvcore::ROBOT_JOINT_FIXED)
+            if (rows[joint].type == orvcore::ROBOT_JOINT_FIXED)
                 Fail(Child(rampPath, "joint"), "a fixed joint cannot move");
             const double bound = info.angular[joint] ? kMaxAngle : kMaxExtent;
             const double scale = info.angular[joint] ? orvcore::Math::DegreesToRadians(1.0) : 1.0;

@@ -1,0 +1,176 @@
+#include <orvcore/plot/Matplot.h>
+
+#include <cmath>
+#include <vector>
+
+#include <orvcommon/Logger.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/geometry/NormalCalculator.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
+#include <orvkernel/plot/CurveGeometryBuilder.h>
+
+namespace orvcore {
+
+namespace {
+
+// Most samples along one range: the geometry builder's vertex limit.
+constexpr unsigned int kMaxSteps = 1u << 24;
+
+// A valid range whose step count is 0 has 2^32 steps or more.
+bool HasTooManySteps(const PlotRange& range)
+{
+    const unsigned int n = range.GetSteps();
+    if (n != 0 && n <= kMaxSteps)
+        return false;
+    Logger::Instance().Waring("Range has too many steps!");
+    return true;
+}
+
+} // namespace
+
+Matplot::Matplot(const std::string& title) : m_Title(title), m_ColorTable(std::make_shared<ColorLookupTable>()) {}
+
+void Matplot::SetGridLineStride(uint32_t stride)
+{
+    if (stride == 0) {
+        Logger::Instance().Waring("Grid line stride must be positive!");
+        return;
+    }
+    m_GridLineStride = stride;
+}
+
+const std::shared_ptr<BasicMaterial>& Matplot::GetGridLineMaterial()
+{
+    if (!m_GridLineMaterial) {
+        m_GridLineMaterial = BasicMaterial::Create("sys.plot.grid");
+        m_GridLineMaterial->SetColor(glm::vec3(0.15f));
+    }
+    return m_GridLineMaterial;
+}
+
+bool Matplot::AddCurve(const PlotRange& range, const PlotCurveFunctor& f,
+                       const std::shared_ptr<MaterialInstance>& material)
+{
+    if (!range.IsValid()) {
+        Logger::Instance().Waring("Range is not valid!");
+        return false;
+    }
+    if (HasTooManySteps(range))
+        return false;
+    const unsigned int n = range.GetSteps();
+    std::vector<float> points(std::size_t(n) * 3);
+    for (unsigned int i = 0; i < n; ++i) {
+        const glm::vec3 p = f(i, range.GetMin() + float(i) * range.GetStep());
+        points[3 * std::size_t(i)] = p.x;
+        points[3 * std::size_t(i) + 1] = p.y;
+        points[3 * std::size_t(i) + 2] = p.z;
+    }
+    auto geometry = CurveGeometryBuilder::CreatePolyline(Float32Array(points.data(), points.size()));
+    if (!geometry) // a range of more steps than the float span shows (warned)
+        return false;
+    m_Curves.push_back(std::make_shared<PrimitiveSceneNode>(geometry, material));
+    m_Box.merge(geometry->GetBoundingBox());
+    return true;
+}
+
+bool Matplot::AddSurface(const PlotRange& xRange, const PlotRange& yRange, const PlotSurfaceFunctor& f,
+                         bool withGridLines)
+{
+    if (!xRange.IsValid()) {
+        Logger::Instance().Waring("X Range is not valid!");
+        return false;
+    }
+    if (!yRange.IsValid()) {
+        Logger::Instance().Waring("Y Range is not valid!");
+        return false;
+    }
+    if (HasTooManySteps(xRange) || HasTooManySteps(yRange))
+        return false;
+    const uint32_t nx = xRange.GetSteps(), ny = yRange.GetSteps();
+    auto geometry = GeometryBuilder::CreatePlane(xRange.GetRange(), yRange.GetRange(), nx, ny);
+    if (!geometry) // too many vertices (warned by the builder)
+        return false;
+
+    // The plane has (nx + 1) x (ny + 1) vertices, vertex j (nx + 1) + i at
+    // column i of row j; every one is replaced.
+    Float32Array positions = geometry->GetPositions()->GetFloatArray();
+    const uint32_t columns = nx + 1, rows = ny + 1;
+    for (uint32_t j = 0; j < rows; ++j) {
+        float* row = positions.GetData() + std::size_t(j) * columns * 3;
+        for (uint32_t i = 0; i < columns; ++i) {
+            float* v = row + std::size_t(i) * 3;
+            const glm::vec3 p = f(i, j, v[0], v[1]);
+            v[0] = p.x;
+            v[1] = p.y;
+            v[2] = p.z;
+        }
+    }
+    geometry->GetPositions()->RaiseVersion();
+    NormalCalculator::ComputeVertexNormals(*geometry);
+
+    std::shared_ptr<BufferGeometry> gridLines;
+    if (withGridLines) {
+        gridLines = CurveGeometryBuilder::CreateGridLines(*geometry, columns, rows, m_GridLineStride);
+        if (!gridLines)
+            return false;
+    }
+    m_Box.merge(geometry->GetSafeBoudingBox());
+    m_Surfaces.push_back(geometry);
+    m_GridLines.push_back(gridLines);
+    return true;
+}
+
+std::shared_ptr<GroupSceneNode> Matplot::Build(const std::shared_ptr<ColorMapKeyword>& map)
+{
+    if (!m_Box.isFinite())
+        return nullptr;
+    return Build(map, PlotRange(m_Box.getMinimum().z, m_Box.getMaximum().z, 1.0f));
+}
+
+std::shared_ptr<GroupSceneNode> Matplot::Build(const std::shared_ptr<ColorMapKeyword>& map,
+                                               const PlotRange& valueRange)
+{
+    if (!m_ColorTable->SetRange(valueRange.GetMin(), valueRange.GetMax()))
+        return nullptr; // warned by the table
+    if (map)
+        m_ColorTable->SetColorMap(map);
+
+    auto group = std::make_shared<GroupSceneNode>();
+    for (const auto& curve : m_Curves)
+        group->AddNode(curve);
+
+    if (!m_Material) {
+        m_Material = MeshPhongMaterial::Create("vertex-mesh-material");
+        m_Material->SetFaceSide(FACE_DOUBLE);
+        m_Material->SetVertexColors(true);
+    }
+
+    const ColorLookupTable& table = *m_ColorTable;
+    for (std::size_t s = 0; s < m_Surfaces.size(); ++s) {
+        BufferGeometry& geometry = *m_Surfaces[s];
+        const Float32Array p = geometry.GetPositions()->GetFloatArray();
+        const std::size_t count = p.GetCount() / 3;
+
+        // Colours are written in place when an earlier build left a colour
+        // attribute of the right shape, else into a new one.
+        std::shared_ptr<BufferAttribute> colors = geometry.GetColors();
+        if (!colors || colors->GetCount() != count || colors->GetItemSize() != 3 ||
+            colors->GetDataType() != DATA_TYPE_FLOAT || colors->GetByteStride() != 12)
+            colors = std::make_shared<BufferAttribute>(std::vector<float>(count * 3).data(), count * 3, 3);
+        float* c = reinterpret_cast<float*>(colors->GetData());
+        for (std::size_t v = 0; v < count; ++v) {
+            const glm::vec3 color = table.GetColor(p[3 * v + 2]);
+            c[3 * v] = color.r;
+            c[3 * v + 1] = color.g;
+            c[3 * v + 2] = color.b;
+        }
+        colors->RaiseVersion();
+        geometry.SetAttribute(ATTRIBUTE_COLOR, colors);
+        group->AddNode(std::make_shared<PrimitiveSceneNode>(m_Surfaces[s], m_Material));
+        if (m_GridLines[s])
+            group->AddNode(std::make_shared<PrimitiveSceneNode>(m_GridLines[s], GetGridLineMaterial()));
+    }
+    return group;
+}
+
+} // namespace orvcore

@@ -1,0 +1,256 @@
+#include <cmath>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include <orvcommon/Math.h>
+#include <orvkernel/plot/CurveGeometryBuilder.h>
+#include <orvcore/plot/Matplot.h>
+#include <orvcore/plot/PaletteWidget.h>
+
+#include "LogCapture.h"
+
+using namespace orvcore;
+
+namespace {
+
+// y = x^2 in the XY plane, remembering the indices it was called with.
+struct Parabola : PlotCurveFunctor {
+    mutable std::vector<uint32_t> calls;
+    glm::vec3 operator()(uint32_t index, float x) const override
+    {
+        calls.push_back(index);
+        return {x, x * x, 0.0f};
+    }
+};
+
+// z = x + 2y over the range coordinates [x0, ...] x [y0, ...].
+struct Ramp : PlotSurfaceFunctor {
+    float x0, dx, y0, dy;
+    Ramp(float x0_, float dx_, float y0_, float dy_) : x0(x0_), dx(dx_), y0(y0_), dy(dy_) {}
+    glm::vec3 operator()(uint32_t i, uint32_t j, float, float) const override
+    {
+        const float x = x0 + float(i) * dx, y = y0 + float(j) * dy;
+        return {x, y, x + 2.0f * y};
+    }
+};
+
+// Records the flat coordinates it is handed and keeps the vertex flat.
+struct Flat : PlotSurfaceFunctor {
+    glm::vec3 operator()(uint32_t, uint32_t, float x, float y) const override { return {x, y, 0.0f}; }
+};
+
+} // namespace
+
+TEST(PlotTest, RangeRules)
+{
+    const float nan = std::nanf("");
+    struct Case {
+        PlotRange range;
+        bool valid;
+        unsigned int steps;
+    } cases[] = {
+        {PlotRange(), false, 0},                      // the default is meant to be rejected
+        {PlotRange(0.0f, 1.0f, 0.5f), true, 2},       // exactly two steps
+        {PlotRange(0.0f, 0.9f, 0.5f), false, 1},
+        {PlotRange(0.0f, 10.0f, 1.0f), true, 10},
+        {PlotRange(0.0f, 10.0f, 0.1f), true, 100},    // counted in float: 10 / 0.1f is 100
+        {PlotRange(-3.0f, 3.0f, 0.25f), true, 24},
+        {PlotRange(0.0f, 1.0f, 0.0f), false, 0},      // step 0: no count either
+        {PlotRange(1.0f, 0.0f, 0.1f), false, 0},      // reversed
+        {PlotRange(0.0f, 1.0f, -0.1f), false, 0},
+        {PlotRange(0.0f, nan, 0.1f), false, 0},
+        {PlotRange(0.0f, 1e30f, 1e-10f), true, 0},    // more steps than a count holds
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(testing::Message() << c.range.GetMin() << " " << c.range.GetMax() << " " << c.range.GetStep());
+        EXPECT_EQ(c.range.IsValid(), c.valid);
+        EXPECT_EQ(c.range.GetSteps(), c.steps);
+    }
+    const PlotRange r(-1.0f, 2.0f, 0.5f);
+    EXPECT_FLOAT_EQ(r.GetRange(), 3.0f);
+    EXPECT_TRUE(r.Contains(-1.0f));
+    EXPECT_TRUE(r.Contains(2.0f));
+    EXPECT_FALSE(r.Contains(2.0001f));
+    EXPECT_FALSE(r.Contains(-1.0001f));
+    EXPECT_TRUE(r.Contains(nan));
+}
+
+TEST(PlotTest, CurveSamplesEveryStepButTheEnd)
+{
+    Matplot plot("curve");
+    Parabola f;
+    ASSERT_TRUE(plot.AddCurve(PlotRange(0.0f, 10.0f, 1.0f), f, nullptr));
+    ASSERT_EQ(plot.GetCurveCount(), 1u);
+    const auto& geometry = plot.GetCurve(0)->GetPrimitive()->GetGeometry();
+    ASSERT_EQ(geometry->GetVertexCount(), 10u);
+    EXPECT_EQ(geometry->GetPrimitiveType(), PRIMITIVE_LINE_STRIP);
+    EXPECT_EQ(f.calls, (std::vector<uint32_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
+    for (uint32_t i = 0; i < 10; ++i)
+        EXPECT_EQ(geometry->GetPositions()->GetVec3(i), glm::vec3(float(i), float(i * i), 0.0f));
+    EXPECT_EQ(plot.GetBoundingBox(), AxisAlignedBox(glm::vec3(0.0f), glm::vec3(9.0f, 81.0f, 0.0f)));
+    // The distance along the strip is there for dashed materials.
+    EXPECT_FLOAT_EQ(geometry->GetAttribute(ATTRIBUTE_LINE_DISTANCE)->GetX(1), std::sqrt(2.0f));
+
+    orvtest::LogCapture log;
+    EXPECT_FALSE(plot.AddCurve(PlotRange(), f, nullptr));
+    EXPECT_FALSE(plot.AddCurve(PlotRange(0.0f, 1e9f, 1.0f), f, nullptr));
+    EXPECT_EQ(log.warnings, (std::vector<std::string>{"Range is not valid!", "Range has too many steps!"}));
+    EXPECT_EQ(plot.GetCurveCount(), 1u);
+    EXPECT_EQ(f.calls.size(), 10u);
+}
+
+TEST(PlotTest, SurfaceReplacesEveryVertexOfTheGrid)
+{
+    Matplot plot("surface");
+    // 4 x 2 cells over [-1, 1] x [0, 1]: 5 x 3 vertices.
+    ASSERT_TRUE(plot.AddSurface(PlotRange(-1.0f, 1.0f, 0.5f), PlotRange(0.0f, 1.0f, 0.5f), Ramp(-1, 0.5f, 0, 0.5f), true));
+    const auto& surface = plot.GetSurface(0);
+    ASSERT_EQ(surface->GetVertexCount(), 15u);
+    for (uint32_t j = 0; j < 3; ++j)
+        for (uint32_t i = 0; i < 5; ++i) {
+            const float x = -1.0f + 0.5f * float(i), y = 0.5f * float(j);
+            EXPECT_EQ(surface->GetPositions()->GetVec3(j * 5 + i), glm::vec3(x, y, x + 2.0f * y));
+        }
+    ASSERT_TRUE(surface->GetNormals());
+    const glm::vec3 n = surface->GetNormals()->GetVec3(7);
+    EXPECT_NEAR(glm::dot(n, glm::normalize(glm::vec3(-1.0f, -2.0f, 1.0f))), 1.0f, 1e-5f);
+    EXPECT_EQ(plot.GetBoundingBox(), AxisAlignedBox(glm::vec3(-1.0f, 0.0f, -1.0f), glm::vec3(1.0f, 1.0f, 3.0f)));
+    // Grid lines: 3 rows of 4 segments and 5 columns of 2, on the surface's own positions.
+    const auto& grid = plot.GetGridLines(0);
+    ASSERT_TRUE(grid);
+    EXPECT_EQ(grid->GetPositions(), surface->GetPositions());
+    EXPECT_EQ(grid->GetPrimitiveCount(), 3u * 4u + 5u * 2u);
+
+    // The functor sees the flat plane's coordinates, centred at the origin.
+    Matplot flat("flat");
+    ASSERT_TRUE(flat.AddSurface(PlotRange(10.0f, 14.0f, 1.0f), PlotRange(0.0f, 2.0f, 1.0f), Flat(), false));
+    EXPECT_EQ(flat.GetSurface(0)->GetPositions()->GetVec3(0), glm::vec3(-2.0f, -1.0f, 0.0f));
+    EXPECT_FALSE(flat.GetGridLines(0));
+}
+
+TEST(PlotTest, SurfaceRangesAreCheckedXFirst)
+{
+    struct Case {
+        PlotRange x, y;
+        const char* warning;
+    } cases[] = {
+        {PlotRange(0.0f, 1.0f, 0.0f), PlotRange(), "X Range is not valid!"},
+        {PlotRange(0.0f, 1.0f, 0.0f), PlotRange(0.0f, 1.0f, 0.5f), "X Range is not valid!"},
+        {PlotRange(0.0f, 1.0f, 0.5f), PlotRange(0.0f, 0.9f, 0.5f), "Y Range is not valid!"},
+        {PlotRange(0.0f, 1.0f, 0.5f), PlotRange(0.0f, 1e9f, 1.0f), "Range has too many steps!"},
+    };
+    for (const Case& c : cases) {
+        Matplot plot("bad");
+        orvtest::LogCapture log;
+        EXPECT_FALSE(plot.AddSurface(c.x, c.y, Flat(), true));
+        ASSERT_FALSE(log.warnings.empty());
+        EXPECT_EQ(log.warnings.front(), c.warning);
+        EXPECT_EQ(plot.GetSurfaceCount(), 0u);
+        EXPECT_TRUE(plot.GetBoundingBox().isNull());
+        EXPECT_FALSE(plot.Build(nullptr)); // nothing added: nothing built
+    }
+}
+
+TEST(PlotTest, BuildColoursSurfacesByHeight)
+{
+    Matplot plot("ramp");
+    plot.SetGridLineStride(2);
+    ASSERT_TRUE(plot.AddSurface(PlotRange(0.0f, 4.0f, 1.0f), PlotRange(0.0f, 2.0f, 1.0f), Ramp(0, 1, 0, 1), true));
+    Parabola f;
+    ASSERT_TRUE(plot.AddCurve(PlotRange(0.0f, 2.0f, 0.5f), f, nullptr));
+    auto map = ColorMapKeyword::Create("viridis");
+    auto group = plot.Build(map);
+    ASSERT_TRUE(group);
+    EXPECT_EQ(group->GetCount(), 3u); // curve, surface, grid lines
+    ASSERT_TRUE(plot.GetMaterial());
+    EXPECT_EQ(plot.GetMaterial()->GetName(), "vertex-mesh-material");
+    EXPECT_EQ(plot.GetMaterial()->GetFaceSide(), uint32_t(FACE_DOUBLE));
+    EXPECT_TRUE(plot.GetMaterial()->GetVertexColors());
+
+    // Heights run from 0 (vertex 0) to 8 (the last vertex): the whole map,
+    // the curve's heights (all 0) included in the range.
+    const auto& colors = plot.GetSurface(0)->GetColors();
+    ASSERT_TRUE(colors);
+    ASSERT_EQ(colors->GetCount(), 15u);
+    const float tolerance = 1e-5f;
+    for (int c = 0; c < 3; ++c) {
+        EXPECT_NEAR(colors->GetVec3(0)[c], map->GetColor(0.0f)[c], tolerance);
+        EXPECT_NEAR(colors->GetVec3(14)[c], map->GetColor(1.0f)[c], 0.003f);
+        EXPECT_NEAR(colors->GetVec3(7)[c], map->GetColor(4.0f / 8.0f)[c], 0.003f); // x 2, y 1
+    }
+    // Stride 2 over 5 x 3 vertices: rows 0 and 2, columns 0, 2 and 4.
+    EXPECT_EQ(plot.GetGridLines(0)->GetPrimitiveCount(), 2u * 4u + 3u * 2u);
+
+    // An explicit value range: heights outside it take the end colours.
+    ASSERT_TRUE(plot.Build(nullptr, PlotRange(2.0f, 4.0f, 1.0f)));
+    EXPECT_EQ(plot.GetColorTable()->GetMinimum(), 2.0f);
+    for (int c = 0; c < 3; ++c) {
+        EXPECT_NEAR(colors->GetVec3(0)[c], map->GetColor(0.0f)[c], tolerance);
+        EXPECT_NEAR(colors->GetVec3(14)[c], map->GetColor(1.0f)[c], 0.003f);
+    }
+    orvtest::LogCapture log;
+    EXPECT_FALSE(plot.Build(nullptr, PlotRange(1.0f, 0.0f, 1.0f)));
+    EXPECT_EQ(log.warnings, std::vector<std::string>{"Value range is not valid!"});
+}
+
+TEST(PlotTest, PaletteLabelsFollowTheMapOrTheTicks)
+{
+    auto table = std::make_shared<ColorLookupTable>();
+    ASSERT_TRUE(table->SetRange(-10.0f, 10.0f));
+    PaletteWidget palette;
+    palette.SetHeight(200.0f);
+    palette.SetWidth(20.0f);
+    palette.SetTitle(L"Height");
+    ASSERT_TRUE(palette.Update(table)); // rainbow: five entries
+    EXPECT_EQ(palette.GetLabelTexts(), (std::vector<std::wstring>{L"-10", L"-5", L"0", L"5", L"10"}));
+    ASSERT_EQ(palette.GetLabels().size(), 5u);
+    for (std::size_t i = 0; i < 5; ++i) {
+        // Centred on (Width, i h + h / 2 - Height) with h = 40.
+        const auto& label = palette.GetLabels()[i];
+        const AxisAlignedBox& box = label->GetWorldBBox();
+        EXPECT_NEAR(0.5f * (box.getMinimum().y + box.getMaximum().y), 40.0f * float(i) + 20.0f - 200.0f, 0.5f);
+        EXPECT_NEAR(box.getMaximum().y - box.getMinimum().y, PaletteWidget::kLabelHeight, 0.5f);
+        EXPECT_GE(box.getMinimum().x, 20.0f);
+        const glm::vec3 expected = Math::colorFromHex(table->GetColorMap()->GetEntry(i).Color);
+        EXPECT_EQ(label->GetMaterial()->GetColor(), expected);
+        EXPECT_EQ(label->GetMaterial()->GetTemplateOptions() & TEMPLATE_OPTION_CLIPPING, 0u);
+    }
+    ASSERT_TRUE(palette.GetTitleNode());
+    EXPECT_GT(palette.GetTitleNode()->GetWorldBBox().getMinimum().y, 0.0f);
+    EXPECT_EQ(palette.GetMaterial()->GetName(), "palette-rainbow");
+    EXPECT_TRUE(palette.GetMaterial()->GetTexture("map"));
+
+    palette.SetTickCount(3);
+    ASSERT_TRUE(table->SetRange(0.0f, 1.0f));
+    ASSERT_TRUE(palette.Update(table));
+    EXPECT_EQ(palette.GetLabelTexts(), (std::vector<std::wstring>{L"0.0", L"0.5", L"1.0"}));
+
+    orvtest::LogCapture log;
+    palette.SetTickCount(1);
+    palette.SetDecimals(12);
+    EXPECT_FALSE(palette.Update(nullptr));
+    palette.SetHeight(-1.0f);
+    EXPECT_FALSE(palette.Update(table));
+    EXPECT_EQ(log.warnings, (std::vector<std::string>{"Tick count is out of range!", "Decimals are out of range!",
+                                                      "Color lookup table is null!", "Palette size is invalid!"}));
+    EXPECT_EQ(palette.GetLabelTexts().size(), 3u); // kept
+}
+
+TEST(PlotTest, LabelNumbers)
+{
+    struct Case {
+        std::vector<float> values;
+        int decimals;
+    } cases[] = {
+        {{0.0f, 0.25f, 0.5f, 0.75f, 1.0f}, 2}, {{0.0f, 25.0f, 50.0f}, 0},  {{-1.2f, -0.7f, -0.2f, 0.3f}, 1},
+        {{0.0f, 2.5f, 5.0f}, 1},               {{3.0f}, 2},                {{0.001f, 0.002f}, 3},
+        {{0.0f, 1.0f / 3.0f, 2.0f / 3.0f}, 3},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(PaletteWidget::ChooseDecimals(c.values), c.decimals) << c.values.size() << " values from " << c.values[0];
+    EXPECT_EQ(PaletteWidget::FormatValue(-0.001f, 2), L"0.00");
+    EXPECT_EQ(PaletteWidget::FormatValue(-0.5f, 1), L"-0.5");
+    EXPECT_EQ(PaletteWidget::FormatValue(12.345f, 2), L"12.35");
+}

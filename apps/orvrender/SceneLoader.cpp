@@ -317,6 +317,8 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         {"rotate", {"radius", "mark"}},
         {"scale", {"length", "mark"}},
         {"viewCube", {"size"}},
+        {"dimension", {"kind", "start", "end", "points", "offset", "normal", "axis", "arrow", "precision", "unit",
+                       "text", "textHeight", "arrowLength", "extension", "overshoot", "facing"}},
     };
     static const std::set<std::string> widgets = {"axes", "move", "rotate", "scale", "viewCube"};
     auto kind = own.find(type);
@@ -487,6 +489,8 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         result = BuildRobot(node, path, depth, name);
     } else if (widgets.count(type)) {
         result = BuildWidget(node, path, type);
+    } else if (type == "dimension") {
+        result = BuildDimension(node, path);
     }
 
     if (!result)

@@ -63,6 +63,8 @@ private:
     /// A "robot" node (SceneLoaderRobot.cpp).
     std::shared_ptr<SceneNode> BuildRobot(const Json& node, const std::string& path, std::size_t depth,
                                           const std::string& name);
+    /// A "dimension" node (SceneLoaderDimension.cpp).
+    std::shared_ptr<SceneNode> BuildDimension(const Json& node, const std::string& path);
     void LoadCollision(const Json& list, const std::string& path);
     void LoadBackground(const Json& background, const std::string& path);
     void LoadDisplayFilter(const Json& filter, const std::string& path);

@@ -319,6 +319,9 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         {"viewCube", {"size"}},
         {"dimension", {"kind", "start", "end", "points", "offset", "normal", "axis", "arrow", "precision", "unit",
                        "text", "textHeight", "arrowLength", "extension", "overshoot", "facing"}},
+        {"plot", {"map", "valueRange", "surfaces", "curves", "gridColor", "palette"}},
+        {"palette", {"map", "range", "title", "ticks", "decimals", "size", "position", "offset", "textColor",
+                     "labelColors"}},
     };
     static const std::set<std::string> widgets = {"axes", "move", "rotate", "scale", "viewCube"};
     auto kind = own.find(type);
@@ -329,7 +332,10 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
     if (type == "tag")
         allowed = {"type", "name", "text", "height", "target", "position", "offset", "color", "lineColor",
                    "visible"};
-    if (widgets.count(type)) { // widgets bring their own colours
+    if (type == "palette") // an overlay, not a model node
+        allowed = {"type", "name", "visible", "map", "range", "title", "ticks", "decimals", "size", "position",
+                   "offset", "textColor", "labelColors"};
+    if (widgets.count(type) || type == "plot") { // widgets and plots bring their own colours
         allowed.erase("color");
         allowed.erase("opacity");
     }
@@ -347,6 +353,12 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         if (!topLevel)
             Fail(path, "tags belong in the top-level node list");
         BuildTag(node, path, name);
+        return nullptr;
+    }
+    if (type == "palette") {
+        if (!topLevel)
+            Fail(path, "palettes belong in the top-level node list");
+        BuildPalette(node, path);
         return nullptr;
     }
 
@@ -485,6 +497,8 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         }
         extra = label->GetScale();
         result = label;
+    } else if (type == "plot") {
+        result = BuildPlot(node, path, name);
     } else if (type == "robot") {
         result = BuildRobot(node, path, depth, name);
     } else if (widgets.count(type)) {

@@ -65,6 +65,10 @@ private:
                                           const std::string& name);
     /// A "dimension" node (SceneLoaderDimension.cpp).
     std::shared_ptr<SceneNode> BuildDimension(const Json& node, const std::string& path);
+    /// A "plot" node and a "palette" overlay (SceneLoaderPlot.cpp); a plot's
+    /// own colour bar goes to the 2D scene.
+    std::shared_ptr<SceneNode> BuildPlot(const Json& node, const std::string& path, const std::string& name);
+    void BuildPalette(const Json& node, const std::string& path);
     void LoadCollision(const Json& list, const std::string& path);
     void LoadBackground(const Json& background, const std::string& path);
     void LoadDisplayFilter(const Json& filter, const std::string& path);

@@ -16,7 +16,7 @@ namespace orvcore {
 namespace {
 
 constexpr float kTitleEm = 14.0f;       // title glyphs, pixels per em
-constexpr float kTitleGap = 8.0f;       // from the bar's top to the title's baseline
+constexpr float kTitleGap = 16.0f;      // from the bar's top to the title's baseline, clear of the top label
 constexpr float kTickLength = 5.0f;     // tick marks beside the bar
 constexpr float kLabelGap = 4.0f;       // from the bar (or tick) to a label
 constexpr float kFront = 0.5f;          // frame, ticks and text lie over the bar
@@ -64,6 +64,39 @@ std::wstring PaletteWidget::FormatValue(float value, int decimals)
         result.find_first_not_of(L"-0.") == std::wstring::npos)
         result.erase(0, 1);
     return result;
+}
+
+std::vector<float> PaletteWidget::NiceTicks(float min, float max, uint32_t count)
+{
+    const double low = double(min), high = double(max), span = high - low;
+    if (!(span > 0.0) || !std::isfinite(span) || count < 2)
+        return {min};
+    // Candidate steps around the even division, largest first; the one
+    // giving the most ticks without exceeding the count wins (on a tie the
+    // larger step).
+    const double power = std::pow(10.0, std::floor(std::log10(span / double(count - 1))));
+    double best = 0.0;
+    int64_t bestCount = 1;
+    for (double scale : {10.0, 1.0, 0.1})
+        for (double m : {5.0, 2.5, 2.0, 1.0}) {
+            const double step = m * power * scale;
+            const double tolerance = step * 1e-6;
+            const int64_t n = int64_t(std::floor((high + tolerance) / step)) -
+                              int64_t(std::ceil((low - tolerance) / step)) + 1;
+            if (n <= int64_t(count) && n > bestCount) {
+                best = step;
+                bestCount = n;
+            }
+        }
+    if (best == 0.0)
+        return {min, max};
+    std::vector<float> ticks;
+    const double tolerance = best * 1e-6;
+    for (double k = std::ceil((low - tolerance) / best); k * best <= high + tolerance; k += 1.0) {
+        const double v = k * best;
+        ticks.push_back(float(std::fabs(v) < tolerance ? 0.0 : std::clamp(v, low, high)));
+    }
+    return ticks;
 }
 
 int PaletteWidget::ChooseDecimals(const std::vector<float>& values)
@@ -138,13 +171,14 @@ bool PaletteWidget::Update(const std::shared_ptr<ColorLookupTable>& table)
     group->AddNode(bar);
 
     // Label positions along the bar (from its bottom) and their values.
-    std::vector<float> offsets, positions;
+    std::vector<float> offsets, positions, values;
     std::vector<glm::vec3> colors;
     const auto& map = table->GetColorMap();
     if (m_TickCount >= 2) {
-        for (uint32_t i = 0; i < m_TickCount; ++i) {
-            const float t = float(i) / float(m_TickCount - 1);
-            positions.push_back(t);
+        const float span = table->GetMaximum() - table->GetMinimum();
+        for (float value : NiceTicks(table->GetMinimum(), table->GetMaximum(), m_TickCount)) {
+            const float t = span > 0.0f ? (value - table->GetMinimum()) / span : 0.0f;
+            values.push_back(value);
             offsets.push_back(t * m_Height);
             colors.push_back(table->GetTableColor(t));
         }
@@ -157,7 +191,6 @@ bool PaletteWidget::Update(const std::shared_ptr<ColorLookupTable>& table)
             colors.push_back(Math::colorFromHex(entry.Color));
         }
     }
-    std::vector<float> values;
     for (float t : positions)
         values.push_back(table->GetValue(t));
     const int decimals = m_Decimals >= 0 ? m_Decimals : ChooseDecimals(values);

@@ -30,8 +30,9 @@ namespace orvcore {
 /// map's order, each showing the table's value at the entry's position t
 /// (minimum + t x (maximum - minimum)) in the entry's colour; with h =
 /// Height / entries, label i is centred on (Width, i h + h / 2 - Height).
-/// With a tick count n >= 2 the bar gets n evenly spaced ticks instead,
-/// labels beside them at their exact values, coloured from the table.
+/// With a tick count n >= 2 the bar gets up to n ticks at round values
+/// instead (`NiceTicks`), labels beside them at their exact places,
+/// coloured from the table.
 /// Labels are glyph meshes 12 pixels high (the digits' height), written in
 /// fixed-point notation.
 class PaletteWidget : public SceneNode2D {
@@ -57,7 +58,8 @@ public:
     /// Drawn above the bar, 14 pixels per em, in the text colour; empty for
     /// none.
     void SetTitle(const std::wstring& title) { m_Title = title; }
-    /// 0 (the default): one label per colour-map entry; n >= 2: n ticks.
+    /// 0 (the default): one label per colour-map entry; n >= 2: up to n
+    /// ticks at round values.
     /// A count of 1 or above 64 logs "Tick count is out of range!" and is
     /// ignored.
     void SetTickCount(uint32_t count);
@@ -99,6 +101,12 @@ public:
 
     /// "12.50" style text of a value with the given decimals; -0 prints as 0.
     static std::wstring FormatValue(float value, int decimals);
+    /// Round tick values in [min, max]: the multiples, inside the range, of
+    /// a step of 1, 2, 2.5 or 5 times a power of ten, the step chosen to give
+    /// the most ticks not above `count` (the larger step on a tie). A range
+    /// too narrow for two gives its ends; a range of one point (or not
+    /// finite) its minimum alone.
+    static std::vector<float> NiceTicks(float min, float max, uint32_t count);
     /// The decimals `SetDecimals(-1)` picks for these values.
     static int ChooseDecimals(const std::vector<float>& values);
 

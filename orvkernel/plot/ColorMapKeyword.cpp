@@ -162,6 +162,15 @@ std::shared_ptr<ColorMapKeyword> ColorMapKeyword::Create(const std::string& name
     return nullptr;
 }
 
+bool ColorMapKeyword::IsNamed(const std::string& name)
+{
+    const std::string key = NormalizeName(name);
+    for (const NamedMap& map : kNamedMaps)
+        if (NormalizeName(map.Name) == key)
+            return true;
+    return false;
+}
+
 const std::vector<std::string>& ColorMapKeyword::GetNames()
 {
     static const std::vector<std::string> names = [] {

@@ -45,6 +45,8 @@ public:
     /// A new copy of a named map, or an empty pointer after the warning
     /// "Color map is unknown!".
     static std::shared_ptr<ColorMapKeyword> Create(const std::string& name);
+    /// Whether `Create` knows the name (quietly).
+    static bool IsNamed(const std::string& name);
     /// The canonical names of the built-in maps.
     static const std::vector<std::string>& GetNames();
 

@@ -250,6 +250,24 @@ TEST(PlotTest, LabelNumbers)
     };
     for (const Case& c : cases)
         EXPECT_EQ(PaletteWidget::ChooseDecimals(c.values), c.decimals) << c.values.size() << " values from " << c.values[0];
+    struct Ticks {
+        float min, max;
+        uint32_t count;
+        std::vector<float> ticks;
+    } ticks[] = {
+        {-6.54f, 8.1f, 6, {-5.0f, -2.5f, 0.0f, 2.5f, 5.0f, 7.5f}},
+        {0.0f, 30.0f, 5, {0.0f, 10.0f, 20.0f, 30.0f}},
+        {-10.0f, 10.0f, 5, {-10.0f, -5.0f, 0.0f, 5.0f, 10.0f}},
+        {0.0f, 1.0f, 2, {0.0f, 1.0f}},
+        {3.0f, 3.0f, 5, {3.0f}},
+        {0.001f, 0.0013f, 5, {0.001f, 0.0011f, 0.0012f, 0.0013f}},
+    };
+    for (const Ticks& t : ticks) {
+        const std::vector<float> got = PaletteWidget::NiceTicks(t.min, t.max, t.count);
+        ASSERT_EQ(got.size(), t.ticks.size()) << t.min << " " << t.max;
+        for (std::size_t i = 0; i < got.size(); ++i)
+            EXPECT_NEAR(got[i], t.ticks[i], 1e-6f * (t.max - t.min) + 1e-9f) << t.min << " " << t.max << " tick " << i;
+    }
     EXPECT_EQ(PaletteWidget::FormatValue(-0.001f, 2), L"0.00");
     EXPECT_EQ(PaletteWidget::FormatValue(-0.5f, 1), L"-0.5");
     EXPECT_EQ(PaletteWidget::FormatValue(12.345f, 2), L"12.35");

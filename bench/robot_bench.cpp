@@ -133,7 +133,7 @@ void DhChainProduct(benchmark::State& state)
         for (unsigned int j = 0; j < 6; ++j) {
             dh[j].SetTheta(pose[j]);
             dh[j].Update();
-            Math::Multiply(m, dh[j].GetFrame(), frames[j]);
+            Math::MultiplyDH(m, dh[j].GetFrame(), frames[j]);
             m = frames[j];
         }
         benchmark::DoNotOptimize(frames);

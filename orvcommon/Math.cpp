@@ -8,8 +8,9 @@ namespace orvcore {
 
 glm::mat4 Math::ComputeDH(double alpha, double a, double d, double theta)
 {
-    const double ct = std::cos(theta), st = std::sin(theta);
-    const double ca = std::cos(alpha), sa = std::sin(alpha);
+    double st, ct, sa, ca;
+    SinCos(theta, st, ct);
+    SinCos(alpha, sa, ca);
     // Columns of the frame (glm is column-major).
     glm::mat4 m(1.0f);
     m[0] = glm::vec4(float(ct), float(st), 0.0f, 0.0f);

@@ -3,6 +3,7 @@
 #include <cmath>
 
 #include <orvcommon/Logger.h>
+#include <orvcommon/Math.h>
 
 namespace orvcore {
 
@@ -32,11 +33,12 @@ void RobotDH::Update()
     // the same double expressions rounded once, so the same floats.
     const double alpha = m_Alpha.GetValue(), a = m_A.GetValue(), d = m_D.GetValue(), theta = m_Theta.GetValue();
     if (!(alpha == m_TrigAlpha)) {
-        m_CosAlpha = std::cos(alpha);
-        m_SinAlpha = std::sin(alpha);
+        Math::SinCos(alpha, m_SinAlpha, m_CosAlpha);
         m_TrigAlpha = alpha;
     }
-    const double ct = std::cos(theta), st = std::sin(theta), ca = m_CosAlpha, sa = m_SinAlpha;
+    double st, ct;
+    Math::SinCos(theta, st, ct);
+    const double ca = m_CosAlpha, sa = m_SinAlpha;
     m_Frame[0] = glm::vec4(float(ct), float(st), 0.0f, 0.0f);
     m_Frame[1] = glm::vec4(float(-st * ca), float(ct * ca), float(sa), 0.0f);
     m_Frame[2] = glm::vec4(float(st * sa), float(-ct * sa), float(ca), 0.0f);

@@ -64,7 +64,10 @@ void RobotJoint::UpdateWorldFrame(glm::mat4& m)
 {
     CalculateFrame();
     glm::mat4 world;
-    Math::Multiply(m, GetLocalFrame(), world);
+    if (m_BiasDH) // the bias makes the local frame a general one
+        Math::Multiply(m, GetLocalFrame(), world);
+    else
+        Math::MultiplyDH(m, m_Parameters->GetFrame(), world);
     m = world;
     m_Parameters->SetWorldFrame(world);
     if (m_AxisNode) {

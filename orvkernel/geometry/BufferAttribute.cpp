@@ -160,6 +160,43 @@ bool BufferAttribute::SetVec4(std::size_t index, const glm::vec4& value)
         }
     }
     ++m_Version;
+    m_UpdateLog.Record(m_Version, index, 1);
+    return true;
+}
+
+void BufferAttribute::RaiseVersion()
+{
+    ++m_Version;
+    m_UpdateLog.Reset(m_Version);
+}
+
+void BufferAttribute::RaiseVersion(std::size_t first, std::size_t count)
+{
+    if (first >= m_Count || count > m_Count - first) {
+        Logger::Instance().Waring("Index is out of range!");
+        if (first >= m_Count) {
+            RaiseVersion();
+            return;
+        }
+        count = m_Count - first;
+    }
+    ++m_Version;
+    m_UpdateLog.Record(m_Version, first, count);
+}
+
+bool BufferAttribute::GetChangedByteRanges(uint32_t version, std::vector<ItemRange>& itemScratch,
+                                           std::vector<ByteRange>& byteRanges) const
+{
+    byteRanges.clear();
+    if (!m_UpdateLog.Collect(version, m_Version, itemScratch))
+        return false;
+    const std::size_t itemBytes = std::size_t(DataTypeSize(m_DataType)) * m_ItemSize;
+    for (const ItemRange& range : itemScratch) {
+        if (range.count == 0 || range.first >= m_Count)
+            continue;
+        const std::size_t count = std::min(range.count, m_Count - range.first);
+        byteRanges.push_back(ByteRange{range.first * m_ByteStride, (count - 1) * m_ByteStride + itemBytes});
+    }
     return true;
 }
 
@@ -174,6 +211,7 @@ std::shared_ptr<BufferAttribute> BufferAttribute::Clone() const
         std::memcpy(packed.data() + i * itemBytes, GetData() + i * m_ByteStride, itemBytes);
     *copy = BufferAttribute(m_DataType, m_ItemSize, packed.data(), m_Count, m_Normalized);
     copy->m_Version = m_Version;
+    copy->m_UpdateLog.Reset(m_Version);
     return copy;
 }
 

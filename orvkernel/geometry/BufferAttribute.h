@@ -11,8 +11,15 @@
 
 #include <orvcommon/TypedArray.h>
 #include <orvcommon/TypedBuffer.h>
+#include <orvkernel/geometry/AttributeUpdateLog.h>
 
 namespace orvcore {
+
+/// Bytes [offset, offset + size) of an attribute's data.
+struct ByteRange {
+    std::size_t offset = 0;
+    std::size_t size = 0;
+};
 
 /// Component types of vertex data, as the OpenGL enum values.
 enum EnumDataType : uint32_t {
@@ -32,7 +39,10 @@ uint32_t DataTypeSize(uint32_t type);
 /// Every write through this class raises the version counter; code that
 /// writes through a view (`GetFloatArray`) raises it with `RaiseVersion`.
 /// The device re-uploads an attribute whose version moved, and shapes
-/// rebuild or refit their search structures from it.
+/// rebuild or refit their search structures from it. Writes that say which
+/// items they touched (`SetVec4`, `RaiseVersion(first, count)`) let a device
+/// send only those items (`GetChangedByteRanges`); a plain `RaiseVersion`
+/// makes it send the whole attribute.
 class BufferAttribute {
 public:
     using ByteStore = std::vector<uint8_t>;
@@ -77,7 +87,17 @@ public:
     bool SetVec2(std::size_t index, const glm::vec2& value) { return SetVec4(index, glm::vec4(value, 0.0f, 1.0f)); }
 
     uint32_t GetVersion() const { return m_Version; }
-    void RaiseVersion() { ++m_Version; }
+    /// The attribute changed anywhere: copies are sent whole.
+    void RaiseVersion();
+    /// Items [first, first + count) changed (clipped to the attribute, with a
+    /// warning when they lie past its end).
+    void RaiseVersion(std::size_t first, std::size_t count);
+    /// Byte ranges, from item 0 (`GetData`), that changed since a copy taken
+    /// at `version`, merged and in order; each covers whole items (the last
+    /// item of a range ends after its components, not after its stride).
+    /// False when only the whole attribute will do.
+    bool GetChangedByteRanges(uint32_t version, std::vector<ItemRange>& itemScratch,
+                              std::vector<ByteRange>& byteRanges) const;
 
     /// Deep copy into a tightly packed store of its own.
     std::shared_ptr<BufferAttribute> Clone() const;
@@ -91,6 +111,7 @@ private:
     std::size_t m_Count = 0;
     bool m_Normalized = false;
     uint32_t m_Version = 0;
+    AttributeUpdateLog m_UpdateLog;
 };
 
 } // namespace orvcore

@@ -438,6 +438,8 @@ void GlRenderDevice::SetPolygonOffset(bool on, float factor, float units)
 
 // --- clean-up and read-back ---
 
+void GlRenderDevice::Finish() { glFinish(); }
+
 void GlRenderDevice::Gc()
 {
     for (auto it = m_Geometries.begin(); it != m_Geometries.end();) {

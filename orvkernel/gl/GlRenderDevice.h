@@ -50,7 +50,11 @@ struct GlRenderDeviceOptions {
 ///   uniforms as they are, so a caller may set its own after activating.
 /// - Geometry: a vertex array and buffers per geometry, made on first draw
 ///   and re-uploaded only for attributes (or the index) whose object or
-///   version changed; `GetUploadCount` counts those uploads.
+///   version changed; `GetUploadCount` counts those uploads. An attribute
+///   whose writes said which items they touched (`BufferAttribute`'s
+///   changed ranges) has only those ranges sent (`glBufferSubData`), so a
+///   ring buffer of streamed points costs the points written, not its size;
+///   `GetUploadedBytes` counts the vertex and index bytes sent.
 /// - Textures (`ImageTexture2D`, `ImageTextureCube`) are uploaded when their version moved;
 ///   render targets get a framebuffer with an RGBA8 colour texture (a
 ///   `TextureTarget`'s: as its description says) and a depth/stencil
@@ -127,6 +131,9 @@ public:
     /// available: <name>!".
     void BuildTemplate(const std::shared_ptr<MaterialTemplate>& materialTemplate) override;
     void Gc() override;
+    /// Waits until the GL has carried out every command given so far
+    /// (timing: a frame is drawn only once this returns).
+    void Finish();
 
     // --- OpenGL specifics ---
 
@@ -151,6 +158,8 @@ public:
 
     /// Vertex and index buffer uploads so far (an unchanged scene adds none).
     uint64_t GetUploadCount() const { return m_UploadCount; }
+    /// Vertex and index bytes sent so far (partial uploads count their ranges).
+    uint64_t GetUploadedBytes() const { return m_UploadedBytes; }
     /// Texture image uploads so far.
     uint64_t GetTextureUploadCount() const { return m_TextureUploadCount; }
     /// GL draw calls issued so far.
@@ -318,6 +327,10 @@ private:
     unsigned int m_ReadFormat = 0;
 
     uint64_t m_UploadCount = 0;
+    uint64_t m_UploadedBytes = 0;
+    // Scratch of partial uploads, kept at its high-water mark.
+    std::vector<ItemRange> m_ItemRanges;
+    std::vector<ByteRange> m_ByteRanges;
     uint64_t m_TextureUploadCount = 0;
     uint64_t m_DrawCount = 0;
 };

@@ -91,15 +91,32 @@ bool GlRenderDevice::SyncAttribute(uint32_t slot, const std::shared_ptr<BufferAt
         buffer = AttributeBuffer();
         return false;
     }
+    const uint8_t* data = attribute->GetData();
+    // The same attribute at the same size whose writes named their items:
+    // only those items are sent. The vertex array keeps its pointer.
+    if (buffer.buffer != 0 && buffer.byteSize == byteSize && SameObject(buffer.source, attribute) &&
+        attribute->GetChangedByteRanges(buffer.version, m_ItemRanges, m_ByteRanges)) {
+        m_State.BindArrayBuffer(buffer.buffer);
+        for (const ByteRange& range : m_ByteRanges) {
+            if (range.offset >= byteSize)
+                continue;
+            const std::size_t size = std::min(range.size, byteSize - range.offset);
+            glBufferSubData(GL_ARRAY_BUFFER, GLintptr(range.offset), GLsizeiptr(size), data + range.offset);
+            m_UploadedBytes += size;
+            ++m_UploadCount;
+        }
+        buffer.version = attribute->GetVersion();
+        return true;
+    }
     if (buffer.buffer == 0)
         glGenBuffers(1, &buffer.buffer);
     m_State.BindArrayBuffer(buffer.buffer);
-    const uint8_t* data = attribute->GetData();
     if (buffer.byteSize == byteSize)
         glBufferSubData(GL_ARRAY_BUFFER, 0, GLsizeiptr(byteSize), data);
     else
         glBufferData(GL_ARRAY_BUFFER, GLsizeiptr(byteSize), data, GL_STATIC_DRAW);
     ++m_UploadCount;
+    m_UploadedBytes += byteSize;
     glVertexAttribPointer(slot, GLint(attribute->GetItemSize()), DataType(attribute->GetDataType()),
                           attribute->GetNormalized() ? GL_TRUE : GL_FALSE, GLsizei(attribute->GetByteStride()),
                           nullptr);
@@ -144,6 +161,7 @@ bool GlRenderDevice::SyncGeometry(BufferGeometry& geometry, GeometryEntry& entry
         else
             glBufferData(GL_ELEMENT_ARRAY_BUFFER, GLsizeiptr(byteSize), index->GetData(), GL_STATIC_DRAW);
         ++m_UploadCount;
+        m_UploadedBytes += byteSize;
         entry.indexSource = index;
         entry.indexVersion = index->GetVersion();
         entry.indexByteSize = byteSize;

@@ -136,7 +136,11 @@ public:
     {
         Log("ActiveTexture", unit, TargetName(t), Hex(attachment));
     }
-    void Draw(orvcore::PrimitiveShape* p, const glm::mat4&) override { Log("Draw", Id(p)); }
+    void Draw(orvcore::PrimitiveShape* p, const glm::mat4&) override
+    {
+        Log("Draw", Id(p));
+        CountUploads(p);
+    }
     void Draw(orvcore::BufferGeometry* g, uint32_t start, uint32_t n) override { Log("DrawGeometry", Id(g), start, n); }
     void DrawPoint(const glm::vec3& p) override { Log("DrawPoint", p.x, p.y, p.z); }
     void DrawScreenQuad() override { calls.push_back("DrawScreenQuad"); }
@@ -158,8 +162,45 @@ public:
     /// The camera given with the last `SetTarget`.
     std::shared_ptr<orvcore::Camera> targetCamera;
     std::map<std::string, std::shared_ptr<orvcore::RenderTarget>> targets;
+    /// Vertex bytes the OpenGL device would send for the primitives drawn:
+    /// a new or resized attribute whole, a changed one by the ranges its
+    /// writes named (`BufferAttribute::GetChangedByteRanges`), else whole.
+    std::size_t uploadedBytes = 0;
 
 private:
+    struct UploadedCopy {
+        std::weak_ptr<orvcore::BufferAttribute> source;
+        uint32_t version = 0;
+        std::size_t byteSize = 0;
+    };
+    std::map<std::pair<uint32_t, uint32_t>, UploadedCopy> m_Copies; // (geometry id, slot)
+
+    void CountUploads(const orvcore::PrimitiveShape* p)
+    {
+        if (!p || !p->GetGeometry())
+            return;
+        std::vector<orvcore::ItemRange> items;
+        std::vector<orvcore::ByteRange> bytes;
+        for (uint32_t slot = 0; slot < orvcore::ATTRIBUTE_SLOT_COUNT; ++slot) {
+            const auto& attribute = p->GetGeometry()->GetAttribute(slot);
+            if (!attribute || attribute->GetCount() == 0)
+                continue;
+            const std::size_t size = (attribute->GetCount() - 1) * attribute->GetByteStride() +
+                                     orvcore::DataTypeSize(attribute->GetDataType()) * attribute->GetItemSize();
+            UploadedCopy& copy = m_Copies[{p->GetGeometry()->GetObjectId(), slot}];
+            const bool same = !copy.source.expired() && copy.source.lock() == attribute && copy.byteSize == size;
+            if (same && copy.version == attribute->GetVersion())
+                continue;
+            if (same && attribute->GetChangedByteRanges(copy.version, items, bytes)) {
+                for (const orvcore::ByteRange& range : bytes)
+                    uploadedBytes += range.size;
+            } else {
+                uploadedBytes += size;
+            }
+            copy = UploadedCopy{attribute, attribute->GetVersion(), size};
+        }
+    }
+
     /// Records "name(a,b,...)"; booleans as 1 and 0, numbers as "%g" writes them.
     template <typename... Args>
     void Log(const std::string& name, const Args&... args)

@@ -60,7 +60,11 @@ std::shared_ptr<SceneNode> CameraLabel(const std::wstring& text, const MaterialI
 
 } // namespace
 
-DimensionNode::DimensionNode() : m_Material(CreateDefaultMaterial()) {}
+DimensionNode::DimensionNode() : m_Material(CreateDefaultMaterial())
+{
+    // Annotations are not part of the model: no shadow of labels and arrows.
+    SetCastShadow(false);
+}
 
 DimensionNode::~DimensionNode() = default;
 

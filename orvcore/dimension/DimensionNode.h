@@ -20,7 +20,8 @@ namespace orvcore {
 /// The children are ordinary primitive and text nodes, so a dimension is
 /// drawn, picked and culled like any group.
 ///
-/// Setters only store; nothing changes on screen until `Update`.
+/// Setters only store; nothing changes on screen until `Update`. A dimension
+/// casts no shadow (its group's flag is cleared at construction).
 ///
 /// Besides the sizes, a dimension formats its measured length: a label whose
 /// text is empty shows the length with `Precision` digits after the point

@@ -100,6 +100,7 @@ TEST(DimensionNode, DefaultsAndClones)
     EXPECT_EQ(base.GetMaterial()->GetName(), "dimension");
     EXPECT_EQ(base.GetMaterial()->GetColor(), glm::vec3(0.0f));
     EXPECT_EQ(base.Clone(), nullptr);
+    EXPECT_FALSE(base.GetCastShadow()); // annotations throw no shadow on the model
 
     AlignedDimensionNode aligned({0, 0, 0}, {10, 0, 0}, 5.0f, {0, 0, 1}, L"A");
     aligned.Update();

@@ -13,7 +13,6 @@ namespace orvrender {
 namespace {
 
 constexpr uint32_t kNoVertex = 0xffffffffu;
-constexpr uint64_t kNoEdge = ~uint64_t(0);
 
 uint64_t Mix(uint64_t x)
 {
@@ -72,18 +71,10 @@ void WeldPositions(const float* positions, std::size_t vertexCount, std::vector<
     }
 }
 
-// How the triangles along an edge meet.
-enum EdgeState : uint32_t {
-    EDGE_ONE = 1,         // one triangle so far: a boundary unless another comes
-    EDGE_SMOOTH = 2,      // two triangles within the angle
-    EDGE_CREASE = 3,      // two triangles beyond the angle
-    EDGE_NONMANIFOLD = 4, // three or more triangles
-};
-
-struct EdgeSlot {
-    uint64_t key;      // smaller vertex number in the high half
-    uint32_t triangle; // the first triangle seen on it
-    uint32_t state;
+// A triangle along an edge, filed under the edge's smaller vertex.
+struct EdgeEntry {
+    uint32_t other;    // the larger vertex
+    uint32_t triangle;
 };
 
 glm::vec3 ToVec3(const float* positions, uint32_t vertex)
@@ -126,39 +117,58 @@ std::size_t FindFeatureEdges(const float* positions, std::size_t vertexCount, co
     // A little slack so that coplanar neighbours stay smooth at angle 0.
     const float cosLimit = std::cos(angle) - 1e-5f;
 
-    const std::size_t size = TableSize(triangleCount * 2);
-    const std::size_t mask = size - 1;
-    std::vector<EdgeSlot> table(size, EdgeSlot{kNoEdge, 0, 0});
+    // Every edge of a usable triangle, filed under its smaller (welded)
+    // vertex by a counting sort: the triangles along an edge then lie in
+    // one short list, and the lists are walked in vertex order instead of
+    // probing a table far larger than the caches.
+    std::vector<uint32_t> first(vertexCount + 1, 0);
     for (std::size_t t = 0; t < triangleCount; ++t) {
         if (normals[t] == glm::vec3(0.0f))
             continue;
         const uint32_t* tri = indices + t * 3;
-        for (int e = 0; e < 3; ++e) {
-            uint32_t a = weld[tri[e]], b = weld[tri[(e + 1) % 3]];
-            if (a > b)
-                std::swap(a, b);
-            const uint64_t key = uint64_t(a) << 32 | b;
-            std::size_t slot = Mix(key) & mask;
-            while (table[slot].key != kNoEdge && table[slot].key != key)
-                slot = (slot + 1) & mask;
-            EdgeSlot& edge = table[slot];
-            if (edge.key == kNoEdge) {
-                edge = EdgeSlot{key, uint32_t(t), EDGE_ONE};
-            } else if (edge.state == EDGE_ONE) {
-                edge.state = glm::dot(normals[edge.triangle], normals[t]) < cosLimit ? EDGE_CREASE : EDGE_SMOOTH;
-            } else {
-                edge.state = EDGE_NONMANIFOLD;
+        for (int e = 0; e < 3; ++e)
+            ++first[std::min(weld[tri[e]], weld[tri[(e + 1) % 3]]) + 1];
+    }
+    for (std::size_t v = 0; v < vertexCount; ++v)
+        first[v + 1] += first[v];
+    std::vector<EdgeEntry> entries(first[vertexCount]);
+    {
+        std::vector<uint32_t> next(first.begin(), first.end() - 1);
+        for (std::size_t t = 0; t < triangleCount; ++t) {
+            if (normals[t] == glm::vec3(0.0f))
+                continue;
+            const uint32_t* tri = indices + t * 3;
+            for (int e = 0; e < 3; ++e) {
+                const uint32_t a = weld[tri[e]], b = weld[tri[(e + 1) % 3]];
+                entries[next[std::min(a, b)]++] = EdgeEntry{std::max(a, b), uint32_t(t)};
             }
         }
     }
 
     std::size_t found = 0;
-    for (const EdgeSlot& edge : table) {
-        if (edge.key == kNoEdge || edge.state == EDGE_SMOOTH)
+    for (std::size_t v = 0; v < vertexCount; ++v) {
+        EdgeEntry* list = entries.data() + first[v];
+        const std::size_t count = first[v + 1] - first[v];
+        if (count == 0)
             continue;
-        edges.push_back(uint32_t(edge.key >> 32));
-        edges.push_back(uint32_t(edge.key & 0xffffffffu));
-        ++found;
+        // By far vertex, then triangle (the first triangle of an edge
+        // decides against the second, as before).
+        std::sort(list, list + count, [](const EdgeEntry& x, const EdgeEntry& y) {
+            return x.other != y.other ? x.other < y.other : x.triangle < y.triangle;
+        });
+        for (std::size_t i = 0; i < count;) {
+            std::size_t end = i + 1;
+            while (end < count && list[end].other == list[i].other)
+                ++end;
+            const bool feature = end - i != 2 ||
+                                 glm::dot(normals[list[i].triangle], normals[list[i + 1].triangle]) < cosLimit;
+            if (feature) {
+                edges.push_back(uint32_t(v));
+                edges.push_back(list[i].other);
+                ++found;
+            }
+            i = end;
+        }
     }
     return found;
 }

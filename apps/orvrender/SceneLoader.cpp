@@ -308,6 +308,8 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         {"plane", {"size", "edges", "edgeColor"}},
         {"points", {"points", "pointSize"}},
         {"lines", {"points", "width"}},
+        {"particles", {"points", "file", "colors", "colorBy", "map", "range", "capacity", "pointSize"}},
+        {"segments", {"points", "file", "colors", "colorBy", "map", "range", "capacity", "width"}},
         {"model", {"file", "featureAngle", "edges", "edgeColor", "up"}},
         {"text", {"text", "height", "form", "billboard"}},
         {"tag", {"text", "height", "target", "position", "offset", "lineColor"}},
@@ -499,6 +501,8 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         result = label;
     } else if (type == "plot") {
         result = BuildPlot(node, path, name);
+    } else if (type == "particles" || type == "segments") {
+        result = BuildStream(node, path, type);
     } else if (type == "robot") {
         result = BuildRobot(node, path, depth, name);
     } else if (widgets.count(type)) {

@@ -20,6 +20,7 @@
 namespace orvrender {
 
 struct ImportedModel;
+struct PointCloud;
 struct SceneAnimations;
 
 /// Builds the scene of one parsed scene file into a manager. Every fault is
@@ -69,6 +70,10 @@ private:
     /// own colour bar goes to the 2D scene.
     std::shared_ptr<SceneNode> BuildPlot(const Json& node, const std::string& path, const std::string& name);
     void BuildPalette(const Json& node, const std::string& path);
+    /// A "particles" or "segments" node (SceneLoaderData.cpp).
+    std::shared_ptr<SceneNode> BuildStream(const Json& node, const std::string& path, const std::string& type);
+    /// Colours of the data from a colour map over one coordinate ("colorBy").
+    void ColorByCoordinate(const Json& node, const std::string& path, const Json& axis, PointCloud& data);
     void LoadCollision(const Json& list, const std::string& path);
     void LoadBackground(const Json& background, const std::string& path);
     void LoadDisplayFilter(const Json& filter, const std::string& path);

@@ -194,30 +194,50 @@ TEST(StreamNodes, AFrameUploadsOnlyTheWrittenElements)
 
 TEST(StreamNodes, PicksFollowTheLiveData)
 {
-    auto manager = std::make_shared<SceneManager>(200, 200);
-    manager->SetCoodinateGrid(nullptr);
+    // Points on a 30 x 20 grid one unit apart, or short segments across the
+    // same grid cells; element 45 is then moved through index N + 45.
     constexpr uint32_t kCapacity = 600; // past the linear-scan size: the tree answers
-    auto particles = std::make_shared<ParticleSceneNode>(kCapacity, glm::vec3(1.0f), 2.0f);
-    manager->GetScene()->AddNode(particles);
-    for (uint32_t i = 0; i < kCapacity; ++i)
-        particles->SetPosition(i, glm::vec3(float(i % 30) - 15.0f, float(i / 30) - 10.0f, 0.0f));
-    particles->UpdateBoundingBox();
-    manager->UpdateWorld();
-    const auto& camera = manager->GetCamera();
-    CameraOperator::FitToBox(camera, manager->GetScene()->GetWorldBBox(), 0.1f); // about 6 pixels apart
-    const auto pickAt = [&](const glm::vec3& world) {
-        const glm::vec3 w = CameraOperator::WorldPointToWindowPoint(*camera, world);
-        Raycaster caster(camera, 1, int(std::lround(w.x)), int(std::lround(w.y)));
-        return caster.HitTest(manager) ? caster.GetTopItem().GetPrimitiveIndex() : -1;
-    };
-    ASSERT_EQ(pickAt(particles->GetPosition(45)), 45);
+    const auto cell = [](uint32_t i) { return glm::vec3(float(i % 30) - 15.0f, float(i / 30) - 10.0f, 0.0f); };
+    const glm::vec3 across(0.3f, 0.0f, 0.0f); // a segment's half length
+    for (const bool segments : {false, true}) {
+        SCOPED_TRACE(segments ? "segments" : "points");
+        auto manager = std::make_shared<SceneManager>(200, 200);
+        manager->SetCoodinateGrid(nullptr);
+        std::shared_ptr<PrimitiveSceneNode> node;
+        ParticleSceneNode* points = nullptr;
+        SegmentsSceneNode* lines = nullptr;
+        if (segments) {
+            auto made = std::make_shared<SegmentsSceneNode>(kCapacity, glm::vec3(1.0f), 1);
+            lines = made.get();
+            node = made;
+        } else {
+            auto made = std::make_shared<ParticleSceneNode>(kCapacity, glm::vec3(1.0f), 2.0f);
+            points = made.get();
+            node = made;
+        }
+        const auto write = [&](uint32_t index, const glm::vec3& at) {
+            if (lines)
+                lines->SetPositions(index, at - across, at + across);
+            else
+                points->SetPosition(index, at);
+            node->UpdateBoundingBox();
+            manager->UpdateWorld();
+        };
+        manager->GetScene()->AddNode(node);
+        for (uint32_t i = 0; i < kCapacity; ++i)
+            write(i, cell(i));
+        const auto& camera = manager->GetCamera();
+        CameraOperator::FitToBox(camera, manager->GetScene()->GetWorldBBox(), 0.1f); // about 6 pixels apart
+        const auto pickAt = [&](const glm::vec3& world) {
+            const glm::vec3 w = CameraOperator::WorldPointToWindowPoint(*camera, world);
+            Raycaster caster(camera, segments ? 2 : 1, int(std::lround(w.x)), int(std::lround(w.y)));
+            return caster.HitTest(manager) ? caster.GetTopItem().GetPrimitiveIndex() : -1;
+        };
+        ASSERT_EQ(pickAt(cell(45)), 45);
 
-    // Index N + 45 lands on slot 45: the point moves, the pick follows it.
-    const glm::vec3 old = particles->GetPosition(45);
-    const glm::vec3 moved(2.5f, 5.5f, 0.0f); // between four grid points
-    particles->SetPosition(kCapacity + 45, moved);
-    particles->UpdateBoundingBox();
-    manager->UpdateWorld();
-    EXPECT_EQ(pickAt(moved), 45);
-    EXPECT_NE(pickAt(old), 45); // a neighbour, if any, now
+        const glm::vec3 moved(2.5f, 5.5f, 0.0f); // between four grid cells
+        write(kCapacity + 45, moved);
+        EXPECT_EQ(pickAt(moved), 45);
+        EXPECT_NE(pickAt(cell(45)), 45); // a neighbour, if any, now
+    }
 }

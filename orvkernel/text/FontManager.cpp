@@ -8,6 +8,7 @@
 #include <array>
 #include <deque>
 #include <map>
+#include <unordered_map>
 #include <vector>
 
 #include <ft2build.h>
@@ -225,6 +226,18 @@ public:
     FT_Face defaultFace = nullptr;
     bool defaultTried = false;
     std::map<std::string, FT_Face> faces;
+
+    /// A glyph of the default face as `CreateMesh` lays it: its triangles
+    /// in font units from its own origin, and its advance.
+    struct GlyphMesh {
+        bool loaded = false; ///< false: FreeType could not load it (skipped, no advance)
+        bool failed = false; ///< the outline could not be triangulated
+        double advance = 0.0;
+        std::vector<double> triangles; ///< x, y per corner
+    };
+    /// Glyph meshes by glyph index: labels that change every frame (a
+    /// dimension being dragged) reuse the triangulation of every glyph.
+    std::unordered_map<unsigned int, GlyphMesh> glyphMeshes;
 };
 
 FontManager& FontManager::Instance()
@@ -285,19 +298,10 @@ std::shared_ptr<BufferGeometry> FontManager::CreateMesh(const std::wstring& text
         return MakeMesh(positions, normals);
     }
 
-    GLUtesselator* tess = gluNewTess();
-    if (!tess) {
-        Logger::Instance().Waring("Glyph tessellator cannot be created!");
-        return MakeMesh(positions, normals);
-    }
-    gluTessCallback(tess, GLU_TESS_BEGIN_DATA, Callback(&TriangleCollector::OnBegin));
-    gluTessCallback(tess, GLU_TESS_VERTEX_DATA, Callback(&TriangleCollector::OnVertex));
-    gluTessCallback(tess, GLU_TESS_END_DATA, Callback(&TriangleCollector::OnEnd));
-    gluTessCallback(tess, GLU_TESS_EDGE_FLAG_DATA, Callback(&TriangleCollector::OnEdgeFlag));
-    gluTessCallback(tess, GLU_TESS_COMBINE_DATA, Callback(&TriangleCollector::OnCombine));
-    gluTessCallback(tess, GLU_TESS_ERROR_DATA, Callback(&TriangleCollector::OnError));
-    gluTessNormal(tess, 0.0, 0.0, 1.0);
-
+    // Glyphs are triangulated once and kept; the tessellator is made only
+    // when a glyph is met for the first time.
+    GLUtesselator* tess = nullptr;
+    bool tessFailed = false;
     FT_Outline_Funcs funcs = {};
     funcs.move_to = &OutlineBuilder::MoveTo;
     funcs.line_to = &OutlineBuilder::LineTo;
@@ -328,44 +332,82 @@ std::shared_ptr<BufferGeometry> FontManager::CreateMesh(const std::wstring& text
                 penX += double(delta.x);
         }
         previous = glyph;
-        if (FT_Load_Glyph(face, glyph, FT_LOAD_NO_SCALE | FT_LOAD_NO_BITMAP | FT_LOAD_NO_HINTING) != 0)
-            continue;
-        const FT_GlyphSlot slot = face->glyph;
-        const double advance = double(slot->advance.x);
-        if (slot->format != FT_GLYPH_FORMAT_OUTLINE || slot->outline.n_contours <= 0) {
-            penX += advance;
-            continue;
-        }
 
-        OutlineBuilder outline;
-        FT_Outline_Decompose(&slot->outline, &funcs, &outline);
-        outline.Close();
-
-        TriangleCollector collector;
-        const bool evenOdd = (slot->outline.flags & FT_OUTLINE_EVEN_ODD_FILL) != 0;
-        gluTessProperty(tess, GLU_TESS_WINDING_RULE, evenOdd ? GLU_TESS_WINDING_ODD : GLU_TESS_WINDING_NONZERO);
-        gluTessBeginPolygon(tess, &collector);
-        for (Contour& contour : outline.contours) {
-            gluTessBeginContour(tess);
-            for (TessVertex& v : contour)
-                gluTessVertex(tess, v.data(), v.data());
-            gluTessEndContour(tess);
-        }
-        gluTessEndPolygon(tess);
-
-        if (collector.failed) {
-            failedGlyph = true;
-        } else {
-            const std::vector<double>& t = collector.triangles;
-            for (std::size_t i = 0; i + 1 < t.size(); i += 2) {
-                const float x = float((penX + t[i]) * scale), y = float((penY + t[i + 1]) * scale);
-                positions.insert(positions.end(), {x, y, 0.0f});
-                normals.insert(normals.end(), {0.0f, 0.0f, 1.0f});
+        auto cached = m_Impl->glyphMeshes.find(glyph);
+        if (cached == m_Impl->glyphMeshes.end()) {
+            if (!tess && !tessFailed) {
+                tess = gluNewTess();
+                tessFailed = !tess;
+                if (tessFailed) {
+                    Logger::Instance().Waring("Glyph tessellator cannot be created!");
+                } else {
+                    gluTessCallback(tess, GLU_TESS_BEGIN_DATA, Callback(&TriangleCollector::OnBegin));
+                    gluTessCallback(tess, GLU_TESS_VERTEX_DATA, Callback(&TriangleCollector::OnVertex));
+                    gluTessCallback(tess, GLU_TESS_END_DATA, Callback(&TriangleCollector::OnEnd));
+                    gluTessCallback(tess, GLU_TESS_EDGE_FLAG_DATA, Callback(&TriangleCollector::OnEdgeFlag));
+                    gluTessCallback(tess, GLU_TESS_COMBINE_DATA, Callback(&TriangleCollector::OnCombine));
+                    gluTessCallback(tess, GLU_TESS_ERROR_DATA, Callback(&TriangleCollector::OnError));
+                    gluTessNormal(tess, 0.0, 0.0, 1.0);
+                }
             }
+            if (!tess) { // nothing can be triangulated (warned above): no mesh at all
+                positions.clear();
+                normals.clear();
+                break;
+            }
+            Impl::GlyphMesh mesh;
+            mesh.loaded = FT_Load_Glyph(face, glyph, FT_LOAD_NO_SCALE | FT_LOAD_NO_BITMAP | FT_LOAD_NO_HINTING) == 0;
+            if (mesh.loaded) {
+                const FT_GlyphSlot slot = face->glyph;
+                mesh.advance = double(slot->advance.x);
+                if (slot->format == FT_GLYPH_FORMAT_OUTLINE && slot->outline.n_contours > 0) {
+                    OutlineBuilder outline;
+                    FT_Outline_Decompose(&slot->outline, &funcs, &outline);
+                    outline.Close();
+
+                    TriangleCollector collector;
+                    const bool evenOdd = (slot->outline.flags & FT_OUTLINE_EVEN_ODD_FILL) != 0;
+                    gluTessProperty(tess, GLU_TESS_WINDING_RULE,
+                                    evenOdd ? GLU_TESS_WINDING_ODD : GLU_TESS_WINDING_NONZERO);
+                    gluTessBeginPolygon(tess, &collector);
+                    for (Contour& contour : outline.contours) {
+                        gluTessBeginContour(tess);
+                        for (TessVertex& v : contour)
+                            gluTessVertex(tess, v.data(), v.data());
+                        gluTessEndContour(tess);
+                    }
+                    gluTessEndPolygon(tess);
+                    mesh.failed = collector.failed;
+                    if (!mesh.failed)
+                        mesh.triangles = std::move(collector.triangles);
+                }
+            }
+            cached = m_Impl->glyphMeshes.emplace(glyph, std::move(mesh)).first;
         }
-        penX += advance;
+
+        const Impl::GlyphMesh& mesh = cached->second;
+        if (!mesh.loaded)
+            continue;
+        failedGlyph = failedGlyph || mesh.failed;
+        const std::vector<double>& t = mesh.triangles;
+        const std::size_t corners = t.size() / 2;
+        const std::size_t at = positions.size();
+        positions.resize(at + corners * 3);
+        normals.resize(at + corners * 3);
+        float* p = positions.data() + at;
+        float* n = normals.data() + at;
+        for (std::size_t i = 0; i < corners; ++i, p += 3, n += 3) {
+            p[0] = float((penX + t[2 * i]) * scale);
+            p[1] = float((penY + t[2 * i + 1]) * scale);
+            p[2] = 0.0f;
+            n[0] = 0.0f;
+            n[1] = 0.0f;
+            n[2] = 1.0f;
+        }
+        penX += mesh.advance;
     }
-    gluDeleteTess(tess);
+    if (tess)
+        gluDeleteTess(tess);
     if (failedGlyph)
         Logger::Instance().Waring("Glyph outline cannot be triangulated!");
     return MakeMesh(positions, normals);

@@ -125,6 +125,30 @@ TEST(FontMesh, TrianglesCoverTheOutlineExactlyOnce)
     }
 }
 
+TEST(FontMesh, KeptGlyphsLayOutLikeFreshOnes)
+{
+    // Glyph triangles are kept between calls; a string met again, or the
+    // same glyphs further along the line, must come out exactly as before.
+    const auto first = Mesh(L"10.25 mm");
+    const auto again = Mesh(L"10.25 mm");
+    ASSERT_EQ(first->GetVertexCount(), again->GetVertexCount());
+    for (std::size_t v = 0; v < first->GetVertexCount(); ++v)
+        ASSERT_EQ(first->GetPositions()->GetVec3(v), again->GetPositions()->GetVec3(v)) << v;
+    // "0" then "00": the second glyph is the first moved by the advance.
+    const auto one = Mesh(L"0");
+    const auto two = Mesh(L"00");
+    const std::size_t n = one->GetVertexCount();
+    ASSERT_GT(n, 0u);
+    ASSERT_EQ(two->GetVertexCount(), 2 * n);
+    const float advance = two->GetPositions()->GetVec3(n).x - one->GetPositions()->GetVec3(0).x;
+    EXPECT_GT(advance, 0.3f); // digits advance about 0.64 em
+    for (std::size_t v = 0; v < n; ++v) {
+        EXPECT_EQ(two->GetPositions()->GetVec3(v), one->GetPositions()->GetVec3(v));
+        EXPECT_NEAR(two->GetPositions()->GetVec3(n + v).x, one->GetPositions()->GetVec3(v).x + advance, 1e-5f);
+        EXPECT_EQ(two->GetPositions()->GetVec3(n + v).y, one->GetPositions()->GetVec3(v).y);
+    }
+}
+
 TEST(FontMaterial, CreateRegistersAndSettersRaiseTheCounterOnChange)
 {
     auto m = FontMaterial::Create("label"); // (drawn with its image by the GL draw tests)

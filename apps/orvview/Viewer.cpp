@@ -13,6 +13,7 @@
 #include <orvcommon/Logger.h>
 #include <orvkernel/camera/CameraOperator.h>
 #include <orvkernel/gl/GlRenderDevice.h>
+#include <orvcore/pick/Raycaster.h>
 #include <orvcore/pick/SelectionManager.h>
 #include <orvcore/render/BasicPipeline.h>
 #include <orvcore/render/Renderer.h>
@@ -154,6 +155,13 @@ bool Viewer::Install(std::shared_ptr<SceneManager> manager, orvrender::SceneInfo
                                IntersectPoint(SHAPE_FILTER_NONE, 0, entry.first->GetWorldBBox().getCenter(), 0.0f)),
                     true);
     SetPickMode(m_PickMode);
+    // Search trees are built on a shape's first pick: one ray through the
+    // middle of the view builds those it meets now, so that the first
+    // hover does not pay for a million-triangle tree.
+    {
+        Raycaster warmUp(m_Manager->GetCamera(), SHAPE_FILTER_ALL, int(m_Width / 2), int(m_Height / 2));
+        warmUp.HitTest(m_Manager);
+    }
     ViewerLog::Line("open file=" + ViewerLog::Quote(name) + " nodes=" + std::to_string(m_Info.nodes) +
                     " triangles=" + std::to_string(m_Info.triangles) +
                     " animation=" + ViewerLog::Num(m_AnimationLength) +

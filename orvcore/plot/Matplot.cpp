@@ -136,8 +136,10 @@ std::shared_ptr<GroupSceneNode> Matplot::Build(const std::shared_ptr<ColorMapKey
         m_ColorTable->SetColorMap(map);
 
     auto group = std::make_shared<GroupSceneNode>();
+    // A curve node already placed by an earlier build stays in that group;
+    // this one gets a copy sharing its geometry and material.
     for (const auto& curve : m_Curves)
-        group->AddNode(curve);
+        group->AddNode(curve->GetParent() ? curve->Clone() : curve);
 
     if (!m_Material) {
         m_Material = MeshPhongMaterial::Create("vertex-mesh-material");

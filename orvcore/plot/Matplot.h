@@ -76,7 +76,9 @@ public:
     /// `Build(map, PlotRange(box minimum z, box maximum z, 1))`; null when
     /// nothing was added.
     std::shared_ptr<GroupSceneNode> Build(const std::shared_ptr<ColorMapKeyword>& map);
-    /// A new group holding every curve node, then each surface coloured per
+    /// A new group holding every curve node (a copy, sharing geometry and
+    /// material, of one that an earlier build's group holds), then each
+    /// surface coloured per
     /// vertex by the table (its range set to valueRange's Min and Max, its
     /// map to `map` when one is given) and its grid lines. A value range
     /// with a bound that is not finite, or Max below Min, logs "Value range

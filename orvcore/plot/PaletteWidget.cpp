@@ -240,14 +240,18 @@ void PaletteWidget::UpdatePosition(const std::shared_ptr<Camera>& camera)
     if (!node)
         return;
     const glm::vec2 viewport(float(camera->GetWidth()), float(camera->GetHeight()));
-    glm::vec2 origin(0.0f);
-    if (m_Position.GetMode() == ViewPosition::VIEW_POSITION_OFFSET || !m_Extent.isFinite()) {
-        origin = m_Position.GetMode() == ViewPosition::VIEW_POSITION_OFFSET ? m_Position.GetValue() : glm::vec2(0.0f);
-    } else {
-        const glm::vec2 a = glm::clamp(m_Position.GetValue(), glm::vec2(0.0f), glm::vec2(1.0f));
+    const glm::vec2 value = m_Position.GetValue();
+    if (!std::isfinite(value.x) || !std::isfinite(value.y)) {
+        Logger::Instance().Waring("View position is invalid!");
+        return;
+    }
+    glm::vec2 origin = value; // offset mode: pixels from the viewport's centre
+    if (m_Position.GetMode() == ViewPosition::VIEW_POSITION_ANCHOR) {
+        // The extent's point at the anchor fraction goes to the viewport's
+        // point at that fraction (from the bottom-left), inset by the margin
+        // where the viewport has room for it.
+        const glm::vec2 a = glm::clamp(value, glm::vec2(0.0f), glm::vec2(1.0f));
         const glm::vec2 low(m_Extent.getMinimum()), size(m_Extent.getSize());
-        // Viewport point (from the bottom-left), inset by the margin where
-        // the viewport has room for it.
         const glm::vec2 inset = glm::min(glm::vec2(kMargin), 0.5f * viewport);
         const glm::vec2 target = inset + a * (viewport - 2.0f * inset);
         origin = target - (low + a * size) - 0.5f * viewport;

@@ -86,7 +86,8 @@ public:
 
     /// Places the group from the viewport size of the camera (see
     /// `SetPosition`), on whole pixels, and updates its world transforms.
-    /// An empty camera logs "Camera is null!" and moves nothing.
+    /// An empty camera logs "Camera is null!", a position that is not
+    /// finite "View position is invalid!"; neither moves anything.
     void UpdatePosition(const std::shared_ptr<Camera>& camera) override;
 
     /// The label texts and nodes of the last update, bottom first.

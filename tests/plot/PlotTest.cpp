@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <glm/common.hpp>
+
 #include <orvcommon/Math.h>
 #include <orvkernel/plot/CurveGeometryBuilder.h>
 #include <orvcore/plot/Matplot.h>
@@ -183,8 +185,14 @@ TEST(PlotTest, BuildColoursSurfacesByHeight)
     // Stride 2 over 5 x 3 vertices: rows 0 and 2, columns 0, 2 and 4.
     EXPECT_EQ(plot.GetGridLines(0)->GetPrimitiveCount(), 2u * 4u + 3u * 2u);
 
-    // An explicit value range: heights outside it take the end colours.
-    ASSERT_TRUE(plot.Build(nullptr, PlotRange(2.0f, 4.0f, 1.0f)));
+    // An explicit value range: heights outside it take the end colours. The
+    // second group has the curve too (a copy: the first group keeps its own).
+    orvtest::LogCapture rebuild;
+    auto again = plot.Build(nullptr, PlotRange(2.0f, 4.0f, 1.0f));
+    ASSERT_TRUE(again);
+    EXPECT_EQ(again->GetCount(), 3u);
+    EXPECT_EQ(group->GetCount(), 3u);
+    EXPECT_TRUE(rebuild.warnings.empty());
     EXPECT_EQ(plot.GetColorTable()->GetMinimum(), 2.0f);
     for (int c = 0; c < 3; ++c) {
         EXPECT_NEAR(colors->GetVec3(0)[c], map->GetColor(0.0f)[c], tolerance);
@@ -236,6 +244,48 @@ TEST(PlotTest, PaletteLabelsFollowTheMapOrTheTicks)
     EXPECT_EQ(log.warnings, (std::vector<std::string>{"Tick count is out of range!", "Decimals are out of range!",
                                                       "Color lookup table is null!", "Palette size is invalid!"}));
     EXPECT_EQ(palette.GetLabelTexts().size(), 3u); // kept
+}
+
+TEST(PlotTest, PaletteStaysInsideTheView)
+{
+    auto table = std::make_shared<ColorLookupTable>();
+    PaletteWidget palette;
+    palette.SetTitle(L"Temperature");
+    palette.SetTickCount(5);
+    ASSERT_TRUE(palette.Update(table));
+    auto camera = Camera::CreateOrthographic(1, 1, 1.0f, -1.0f, 1.0f);
+    camera->Resize(640, 480);
+    const glm::vec2 half(320.0f, 240.0f);
+    // Anchors at the corners and the middle: the whole widget lies 16
+    // pixels inside the view (centred coordinates), on whole pixels.
+    for (glm::vec2 anchor : {glm::vec2(0.0f), glm::vec2(1.0f), glm::vec2(1.0f, 0.5f), glm::vec2(0.0f, 1.0f)}) {
+        palette.SetPosition(ViewPosition(ViewPosition::VIEW_POSITION_ANCHOR, anchor));
+        palette.UpdatePosition(camera);
+        const AxisAlignedBox& box = palette.GetNode()->GetWorldBBox();
+        const glm::vec2 low(box.getMinimum()), high(box.getMaximum());
+        for (int k = 0; k < 2; ++k) {
+            EXPECT_GE(low[k], -half[k] + 15.5f) << anchor.x << "," << anchor.y;
+            EXPECT_LE(high[k], half[k] - 15.5f) << anchor.x << "," << anchor.y;
+            if (anchor[k] == 0.0f) {
+                EXPECT_NEAR(low[k], -half[k] + 16.0f, 0.51f);
+            }
+            if (anchor[k] == 1.0f) {
+                EXPECT_NEAR(high[k], half[k] - 16.0f, 0.51f);
+            }
+        }
+        const glm::vec3 origin(palette.GetNode()->GetTransform()[3]);
+        EXPECT_EQ(origin, glm::round(origin));
+    }
+    palette.SetPosition(ViewPosition(ViewPosition::VIEW_POSITION_OFFSET, glm::vec2(-100.0f, 50.0f)));
+    palette.UpdatePosition(camera);
+    EXPECT_EQ(glm::vec3(palette.GetNode()->GetTransform()[3]), glm::vec3(-100.0f, 50.0f, 0.0f));
+
+    orvtest::LogCapture log;
+    palette.SetPosition(ViewPosition(ViewPosition::VIEW_POSITION_OFFSET, glm::vec2(std::nanf(""), 0.0f)));
+    palette.UpdatePosition(camera);
+    palette.UpdatePosition(nullptr);
+    EXPECT_EQ(log.warnings, (std::vector<std::string>{"View position is invalid!", "Camera is null!"}));
+    EXPECT_EQ(glm::vec3(palette.GetNode()->GetTransform()[3]), glm::vec3(-100.0f, 50.0f, 0.0f));
 }
 
 TEST(PlotTest, LabelNumbers)

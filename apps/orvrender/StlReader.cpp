@@ -103,6 +103,13 @@ StlResult Check(const uint8_t* header, std::size_t size, std::size_t memoryLimit
     return StlResult::Read;
 }
 
+/// A slot of the position table: the position's bits beside its number,
+/// so that a probe reads one place only.
+struct PositionSlot {
+    Bits bits;
+    uint32_t position; // kNone: empty
+};
+
 /// For every corner the number of its position, and the positions. The
 /// table starts at half a slot per corner (most meshes share every position
 /// among about six corners) and doubles when half full.
@@ -112,8 +119,7 @@ void WeldCorners(const std::vector<glm::vec3>& corners, std::vector<uint32_t>& p
     std::size_t size = 16;
     while (size < corners.size() / 2)
         size <<= 1;
-    std::vector<uint32_t> table(size, kNone);
-    std::vector<Bits> positionBits;
+    std::vector<PositionSlot> table(size, PositionSlot{{0, 0, 0}, kNone});
     const auto hash = [](const Bits& bits) {
         return Mix((uint64_t(bits.x) << 32 | bits.y) ^ Mix(bits.z + 0x9e3779b97f4a7c15ull));
     };
@@ -129,28 +135,30 @@ void WeldCorners(const std::vector<glm::vec3>& corners, std::vector<uint32_t>& p
         std::size_t mask = table.size() - 1;
         std::size_t slot = hash(bits) & mask;
         for (;;) {
-            const uint32_t p = table[slot];
-            if (p == kNone) {
-                table[slot] = uint32_t(positions.size());
+            PositionSlot& entry = table[slot];
+            if (entry.position == kNone) {
+                entry = PositionSlot{bits, uint32_t(positions.size())};
                 positionOf[c] = uint32_t(positions.size());
                 positions.push_back(corners[c]);
-                positionBits.push_back(bits);
                 break;
             }
-            if (positionBits[p] == bits) {
-                positionOf[c] = p;
+            if (entry.bits == bits) {
+                positionOf[c] = entry.position;
                 break;
             }
             slot = (slot + 1) & mask;
         }
         if (positions.size() * 2 > table.size()) {
-            table.assign(table.size() * 2, kNone);
+            std::vector<PositionSlot> old(table.size() * 2, PositionSlot{{0, 0, 0}, kNone});
+            old.swap(table);
             mask = table.size() - 1;
-            for (uint32_t p = 0; p < positions.size(); ++p) {
-                std::size_t at = hash(positionBits[p]) & mask;
-                while (table[at] != kNone)
+            for (const PositionSlot& entry : old) {
+                if (entry.position == kNone)
+                    continue;
+                std::size_t at = hash(entry.bits) & mask;
+                while (table[at].position != kNone)
                     at = (at + 1) & mask;
-                table[at] = p;
+                table[at] = entry;
             }
         }
     }
@@ -260,7 +268,11 @@ StlResult ReadBinaryStl(const uint8_t* bytes, std::size_t size, float smoothingA
     mesh.positions.reserve(positions.size() * 3);
     mesh.normals.reserve(positions.size() * 3);
     std::vector<CornerNormal> group;
+    constexpr std::size_t kAhead = 8; // positions whose triangles' normals are fetched ahead
     for (std::size_t p = 0; p < positions.size(); ++p) {
+        if (p + kAhead < positions.size())
+            for (uint32_t i = first[p + kAhead]; i < first[p + kAhead + 1]; ++i)
+                __builtin_prefetch(&faceNormals[grouped[i] / 3]);
         group.clear();
         for (uint32_t i = first[p]; i < first[p + 1]; ++i)
             group.push_back(CornerNormal{{}, grouped[i], faceNormals[grouped[i] / 3]});

@@ -172,7 +172,8 @@ void ContactShadowRender::Render(const std::shared_ptr<SceneManager>& manager, R
     device->ClearBuffers(CLEAR_COLOR | CLEAR_DEPTH);
     if (m_HasShadow) {
         device->ActiveMaterial(m_DarkDepthMaterial);
-        m_Casters.RenderWithoutMaterial(device);
+        m_Batch.Update(m_Casters);
+        m_Batch.Draw(device);
     }
     Blur(device, blur);
     Blur(device, 0.4f * blur);

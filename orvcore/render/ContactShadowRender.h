@@ -6,6 +6,7 @@
 #include <orvkernel/camera/Camera.h>
 #include <orvkernel/material/MaterialInstance.h>
 #include <orvcore/render/RenderList.h>
+#include <orvcore/render/ShadowCasterBatch.h>
 #include <orvcore/render/ShadowRender.h>
 
 namespace orvcore {
@@ -16,7 +17,8 @@ class RenderTarget;
 /// The contact shadow: a soft dark footprint of the whole model on a ground
 /// plane under it, as if lit from straight above by a wide sky.
 ///
-/// Every frame the casters are drawn from below, by an orthographic camera
+/// Every frame the casters (small parts merged into one triangle list,
+/// `ShadowCasterBatch`) are drawn from below, by an orthographic camera
 /// whose near plane lies at the model's lowest point, into the 512 x 512
 /// target "contact.map" with the dark-depth material: black whose opacity
 /// falls from `darkness` at the ground to 0 at the model's top. The map is
@@ -55,6 +57,8 @@ public:
     const std::string& GetMapTargetName() const { return m_MapTargetName; }
     const std::string& GetBlurTargetName() const { return m_BlurTargetName; }
     const RenderList& GetCasters() const { return m_Casters; }
+    /// The casters as the map draws them: small parts merged into one list.
+    const ShadowCasterBatch& GetCasterBatch() const { return m_Batch; }
     const std::shared_ptr<PrimitiveSceneNode>& GetPlane() const { return m_Plane; }
     /// How many frames drew the map; the others reused the last one, as
     /// nothing it depends on had changed.
@@ -78,6 +82,7 @@ private:
     std::string m_MapTargetName = "contact.map";
     std::string m_BlurTargetName = "contact.blur";
     RenderList m_Casters;
+    ShadowCasterBatch m_Batch;
     std::shared_ptr<PrimitiveSceneNode> m_Plane;
     float m_Darkness = 0.5f;
     bool m_HasShadow = false;

@@ -63,6 +63,7 @@ protected:
     }
     void TearDown() override
     {
+        pipeline.reset();
         renderer.reset();
         device.reset();
         EXPECT_TRUE(!context || context->GetGlErrorCount() == 0u);
@@ -88,12 +89,18 @@ protected:
         renderer = std::make_unique<Renderer>(device.get(), 1.0f);
         renderer->Initialize(manager);
         renderer->SetViewCondinateType(NoWidget);
-        BasicPipeline pipeline;
-        pipeline.Initialize(renderer.get());
-        pipeline.Prepare(manager, renderer.get());
+        pipeline = std::make_unique<BasicPipeline>();
+        pipeline->Initialize(renderer.get());
+        pipeline->Prepare(manager, renderer.get());
         if (auto* contact = dynamic_cast<ContactShadowRender*>(renderer->GetShadowRender()))
             contact->SetDarkness(darkness);
-        pipeline.Render(manager, renderer.get(), 0.0f);
+        return Redraw();
+    }
+    /// The next frame of the same renderer.
+    std::shared_ptr<ImageTexture2D> Redraw()
+    {
+        manager->UpdateWorld();
+        pipeline->Render(manager, renderer.get(), 0.0f);
         return device->ReadPixels();
     }
 
@@ -101,6 +108,7 @@ protected:
     std::unique_ptr<GlRenderDevice> device;
     std::shared_ptr<SceneManager> manager;
     std::unique_ptr<Renderer> renderer;
+    std::unique_ptr<BasicPipeline> pipeline;
     float darkness = 0.5f;
 };
 
@@ -119,6 +127,32 @@ TEST_F(ShadowFrameTest, ContactShadowUnderABoxAndARaisedTorus)
     darkness = 0.8f;
     ExpectMatchesGolden("contact_shadow",
                         *Draw(AxisAlignedBox(glm::vec3(-70, -40, 0), glm::vec3(70, 40, 40))));
+}
+
+TEST_F(ShadowFrameTest, ContactShadowOfAMovedPartIsTheMapDrawnAfresh)
+{
+    // The casters are merged into one list and only a moved part's run is
+    // written again: the frame after a move must be the one a new renderer
+    // draws of the moved scene, to the pixel.
+    auto box = Add(GeometryBuilder::CreateBox(glm::vec3(30.0f)), glm::vec3(0.3f, 0.5f, 0.8f), glm::vec3(-35, 0, 15));
+    Add(Torus(22.0f, 7.0f), glm::vec3(0.85f, 0.55f, 0.25f), glm::vec3(35, 0, 19));
+    Add(GeometryBuilder::CreateBox(glm::vec3(10.0f)), glm::vec3(0.2f, 0.7f, 0.3f), glm::vec3(0, 30, 5));
+    device->GetSettings().ContactShadow = true;
+    const AxisAlignedBox frame(glm::vec3(-70, -40, 0), glm::vec3(70, 40, 40));
+    Draw(frame);
+    auto* contact = dynamic_cast<ContactShadowRender*>(renderer->GetShadowRender());
+    ASSERT_NE(contact, nullptr);
+    EXPECT_EQ(contact->GetCasterBatch().GetMergedCount(), 3u);
+    EXPECT_EQ(contact->GetCasterBatch().GetSeparateCount(), 0u);
+
+    // Along y only: the model's box, and so the map's footprint, stays.
+    box->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(-35, -12, 15)));
+    box->RequstUpdate();
+    const auto moved = Redraw();
+    EXPECT_EQ(contact->GetCasterBatch().GetRewrittenCount(), 1u);
+    const auto fresh = Draw(frame);
+    ASSERT_EQ(moved->GetWidth(), fresh->GetWidth());
+    EXPECT_TRUE(moved->GetPixels() == fresh->GetPixels());
 }
 
 TEST_F(ShadowFrameTest, LightShadowOfABoxOnAPlane)

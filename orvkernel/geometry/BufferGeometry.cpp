@@ -3,6 +3,7 @@
 #include <orvcommon/Logger.h>
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 namespace orvcore {
@@ -69,6 +70,28 @@ void BufferGeometry::ComputeBoundingBoxImpl() const
     const bool packedFloats = positions->GetDataType() == DATA_TYPE_FLOAT && positions->GetItemSize() >= 3;
     const uint8_t* base = positions->GetData();
     const uint32_t stride = positions->GetByteStride();
+    if (packedFloats && stride == 3 * sizeof(float) &&
+        reinterpret_cast<std::uintptr_t>(base) % alignof(float) == 0) {
+        // Tightly packed floats (streamed clouds of millions of points are
+        // boxed every batch): one branch-free pass. Comparisons never take
+        // a NaN, and `v - v` is 0 for finite values only, so one flag tells
+        // whether the careful loop below must run instead.
+        const float* v = reinterpret_cast<const float*>(base);
+        float l[3] = {INFINITY, INFINITY, INFINITY}, h[3] = {-INFINITY, -INFINITY, -INFINITY};
+        bool finite = true;
+        for (std::size_t i = 0, n = positions->GetCount() * 3; i < n; i += 3) {
+            for (int c = 0; c < 3; ++c) {
+                const float x = v[i + std::size_t(c)];
+                finite &= (x - x == 0.0f);
+                l[c] = x < l[c] ? x : l[c];
+                h[c] = x > h[c] ? x : h[c];
+            }
+        }
+        if (finite) {
+            m_BoundingBox.setExtents(glm::vec3(l[0], l[1], l[2]), glm::vec3(h[0], h[1], h[2]));
+            return;
+        }
+    }
     for (std::size_t i = 0, n = positions->GetCount(); i < n; ++i) {
         glm::vec3 p;
         if (packedFloats)

@@ -37,6 +37,11 @@ void AlignedDimensionNode::Update()
     }
     const glm::vec3 d = m_EndPoint - m_StartPoint;
     const float L = glm::length(d);
+    if (!std::isfinite(L)) { // finite points too far apart for a float length
+        Logger::Instance().Waring("Value is not finite!");
+        ClearChildren();
+        return;
+    }
     if (Coincide(L, std::max(Magnitude(m_StartPoint), Magnitude(m_EndPoint)))) {
         Logger::Instance().Waring("Dimension points coincide!");
         ClearChildren();

@@ -88,6 +88,11 @@ void LinearDimensionNode::Update()
     float highest = 0.0f;
     for (const glm::vec3& p : m_Points) {
         const glm::vec2 foot(glm::dot(p - origin, axes[0]), glm::dot(p - origin, axes[1]));
+        if (!std::isfinite(foot.x) || !std::isfinite(foot.y)) { // finite points too far apart
+            Logger::Instance().Waring("Value is not finite!");
+            ClearChildren();
+            return;
+        }
         lowest = std::min(lowest, foot.y);
         highest = std::max(highest, foot.y);
         layout.feet.push_back(foot);

@@ -286,6 +286,8 @@ TEST(DimensionNode, BadInputWarnsAndLeavesNoChildren)
     const std::tuple<const char*, Edit, const char*> cases[] = {
         {"coincident", [](auto& d) { d.SetEndPoint(d.GetStartPoint()); }, "Dimension points coincide!"},
         {"not finite", [&](auto& d) { d.SetStartPoint({nan, 0, 0}); }, "Value is not finite!"},
+        {"too far apart", [](auto& d) { d.SetStartPoint({-3e38f, 0, 0}); d.SetEndPoint({3e38f, 0, 0}); },
+         "Value is not finite!"},
         {"zero normal", [](auto& d) { d.SetDirection({0, 0, 0}); }, "Dimension direction is invalid!"},
         {"normal on the line", [](auto& d) { d.SetDirection({-2, 0, 0}); }, "Dimension direction is invalid!"},
         {"zero font", [](auto& d) { d.SetFontHeight(0.0f); }, "Dimension size is invalid!"},
@@ -315,11 +317,14 @@ TEST(DimensionNode, BadInputWarnsAndLeavesNoChildren)
         flat.Update();
         LinearDimensionNode upright({{0, 0, 0}, {5, 0, 0}}, 1.0f, {0, 0, 1}, {0, 0, 3});
         upright.Update();
+        LinearDimensionNode far({{-3e38f, 0, 0}, {3e38f, 0, 0}}, 1.0f, {0, 0, 1}, {1, 0, 0});
+        far.Update();
         EXPECT_EQ(log.warnings, (std::vector<std::string>{"Dimension points coincide!",
                                                            "Dimension needs at least two points!",
                                                            "Dimension points coincide!",
-                                                           "Dimension direction is invalid!"}));
-        EXPECT_EQ(unset.GetCount() + single.GetCount() + flat.GetCount() + upright.GetCount(), 0u);
+                                                           "Dimension direction is invalid!",
+                                                           "Value is not finite!"}));
+        EXPECT_EQ(unset.GetCount() + single.GetCount() + flat.GetCount() + upright.GetCount() + far.GetCount(), 0u);
     }
     // A blank label and an out-of-range precision still give the lines.
     LogCapture log;

@@ -22,6 +22,8 @@
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/SceneManager.h>
 #include <orvcore/widget/MoveWidget.h>
+#include <orvcore/widget/RotateWidget.h>
+#include <orvcore/widget/ScaleWidget.h>
 #include <orvcore/widget/ViewCube.h>
 #include <orvrender/SceneAnimation.h>
 #include <orvrender/SceneEffects.h>
@@ -72,7 +74,9 @@ Viewer::~Viewer()
     m_Player.reset();
     m_Pipeline.reset();
     m_Renderer.reset();
-    m_Widget.reset();
+    m_Widget = nullptr;
+    for (auto& widget : m_Widgets)
+        widget.reset();
     m_Manager.reset();
     m_Device.reset();
 }
@@ -107,10 +111,14 @@ bool Viewer::Install(std::shared_ptr<SceneManager> manager, orvrender::SceneInfo
     m_Player.reset();
     m_Pipeline.reset();
     m_Renderer.reset();
-    m_Widget.reset();
+    m_Widget = nullptr;
+    m_DragStart.clear();
     m_Manager = std::move(manager);
     m_Info = std::move(info);
     m_FileName = name;
+    m_Names.clear();
+    for (const auto& entry : m_Info.names)
+        m_Names.emplace(entry.first, entry.second);
     // The viewer always shows the view cube; a file's corner choice stands.
     if (m_Info.effects.overlay == "none")
         m_Info.effects.overlay = "cube";
@@ -126,11 +134,16 @@ bool Viewer::Install(std::shared_ptr<SceneManager> manager, orvrender::SceneInfo
 
     // The move widget lives in the temporary scene, hidden until something
     // is selected; it answers picks only through the viewer's own test.
-    m_Widget = MoveWidget::Create(glm::vec3(kWidgetLength));
-    m_Widget->SetVisible(false);
-    m_Widget->SetPickable(false);
-    m_Widget->SetCastShadow(false);
-    m_Manager->GetTempScene()->AddNode(m_Widget);
+    m_Widgets[0] = MoveWidget::Create(glm::vec3(kWidgetLength));
+    m_Widgets[1] = RotateWidget::Create(kWidgetLength);
+    m_Widgets[2] = ScaleWidget::Create(glm::vec3(kWidgetLength));
+    for (const auto& widget : m_Widgets) {
+        widget->SetVisible(false);
+        widget->SetPickable(false);
+        widget->SetCastShadow(false);
+        m_Manager->GetTempScene()->AddNode(widget);
+    }
+    SetWidgetMode(m_WidgetMode);
 
     // Animations: the file's clips and every robot's motion on one clock.
     m_AnimationLength = 0.0;
@@ -170,6 +183,14 @@ bool Viewer::Install(std::shared_ptr<SceneManager> manager, orvrender::SceneInfo
     m_CameraMoved = true;
     m_Dirty = true;
     return true;
+}
+
+SceneNode* Viewer::PartOf(SceneNode* node) const
+{
+    for (SceneNode* up = node; up; up = up->GetParent())
+        if (m_Names.count(up))
+            return up;
+    return node;
 }
 
 std::string Viewer::NameOf(const SceneNode* node) const
@@ -309,12 +330,14 @@ void Viewer::LogAnchors()
             anchor(entry.second, CameraOperator::WorldPointToWindowPoint(*camera, box.getCenter()));
     }
     if (m_Widget && m_Widget->GetVisible()) {
-        // Points on the shafts at three quarters of their length.
+        // Points on the shafts at three quarters of their length; on the
+        // rings, where the next axis crosses them.
         const glm::mat4& world = m_Widget->GetWorldTransform();
         const char* axes[] = {"widget/x", "widget/y", "widget/z"};
+        const bool rings = m_WidgetMode == "rotate";
         for (int i = 0; i < 3; ++i) {
             glm::vec4 local(0.0f, 0.0f, 0.0f, 1.0f);
-            local[i] = 0.75f * kWidgetLength;
+            local[rings ? (i + 1) % 3 : i] = (rings ? 1.0f : 0.75f) * kWidgetLength;
             anchor(axes[i], CameraOperator::WorldPointToWindowPoint(*camera, glm::vec3(world * local)));
         }
     }

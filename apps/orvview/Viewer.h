@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include <glm/mat4x4.hpp>
@@ -16,7 +17,7 @@
 namespace orvcore {
 class BasicPipeline;
 class GlRenderDevice;
-class MoveWidget;
+class CoordinateWidget;
 class Renderer;
 class SceneManager;
 class SceneNode;
@@ -110,6 +111,9 @@ public:
     /// The name of a node (its own or its nearest named ancestor's path).
     std::string NameOf(const orvcore::SceneNode* node) const;
 
+    /// The part a node belongs to: the nearest ancestor (or itself) that the
+    /// file named, else the node. What "node" picks select and move.
+    orvcore::SceneNode* PartOf(orvcore::SceneNode* node) const;
     /// Sub-shape filter: "node", "face", "edge" or "vertex".
     void SetPickMode(const std::string& mode);
     const std::string& GetPickMode() const { return m_PickMode; }
@@ -143,9 +147,9 @@ public:
     /// Links of each robot that collide with another link now.
     const std::vector<std::vector<bool>>& GetRobotCollisions() const { return m_RobotCollisions; }
 
-    /// Whether the move widget follows the selection.
-    bool GetWidgetEnabled() const { return m_WidgetEnabled; }
-    void SetWidgetEnabled(bool on);
+    /// The manipulator on the selection: "none", "move", "rotate" or "scale".
+    const std::string& GetWidgetMode() const { return m_WidgetMode; }
+    void SetWidgetMode(const std::string& mode);
 
     /// Logs anchor lines (window points of named nodes, widget arrows and
     /// view cube faces) after frames in which they may have moved.
@@ -176,6 +180,7 @@ private:
     std::unique_ptr<orvcore::BasicPipeline> m_Pipeline;
     std::unique_ptr<CameraNavigator> m_Navigator;
     orvrender::SceneInfo m_Info;
+    std::unordered_map<const orvcore::SceneNode*, std::string> m_Names;
     std::string m_FileName;
 
     // Mouse state.
@@ -191,8 +196,13 @@ private:
     std::string m_PickMode = "node";
 
     // The move widget and its drag.
-    std::shared_ptr<orvcore::MoveWidget> m_Widget;
-    bool m_WidgetEnabled = true;
+    // The three manipulators (move, rotate, scale) and the one shown.
+    std::shared_ptr<orvcore::CoordinateWidget> m_Widgets[3];
+    orvcore::CoordinateWidget* m_Widget = nullptr;
+    std::string m_WidgetMode = "move";
+    glm::vec3 m_WidgetGrab{0.0f}; // rotate: the grabbed point's offset from the origin
+    glm::mat4 m_DragMatrix{1.0f};
+    float m_DragAmount = 0.0f; // rotate: radians; scale: factor
     glm::vec3 m_WidgetAxis{0.0f};
     float m_WidgetStart = 0.0f;
     glm::vec3 m_WidgetOrigin{0.0f};

@@ -11,7 +11,7 @@
 #include <orvcore/pick/SelectionManager.h>
 #include <orvcore/render/Renderer.h>
 #include <orvcore/scene/SceneManager.h>
-#include <orvcore/widget/MoveWidget.h>
+#include <orvcore/widget/CoordinateWidget.h>
 #include <orvrender/SceneJson.h>
 #include <orvview/ViewerLog.h>
 
@@ -168,7 +168,9 @@ void Viewer::OnKey(int key, int mods)
         break;
     case 'F': FitAll(); break;
     case 'P': ToggleProjection(); break;
-    case 'W': SetWidgetEnabled(!m_WidgetEnabled); break;
+    case 'W': SetWidgetMode(m_WidgetMode == "move" ? "none" : "move"); break;
+    case 'E': SetWidgetMode(m_WidgetMode == "rotate" ? "none" : "rotate"); break;
+    case 'R': SetWidgetMode(m_WidgetMode == "scale" ? "none" : "scale"); break;
     case ' ': SetPlaying(!m_Playing); break;
     case 'M': {
         const char* modes[] = {"node", "face", "edge", "vertex"};
@@ -273,6 +275,8 @@ void Viewer::Hover(float x, float y)
         caster.HitTest(m_Manager);
         PickedItem item = caster.GetTopItem();
         report.pickMs = MillisecondsSince(start);
+        if (!item.IsNull() && (selection->GetPickFilter() & SHAPE_FILTER_NODE))
+            item.SetNode(PartOf(item.GetNode()));
         selection->Hilight(item);
         if (!item.IsNull()) {
             report.hit = true;
@@ -317,6 +321,8 @@ void Viewer::Click(float x, float y, int mods)
     Raycaster caster(camera, selection->GetPickFilter(), ix, iy);
     caster.HitTest(m_Manager);
     PickedItem item = caster.GetTopItem();
+    if (!item.IsNull() && (selection->GetPickFilter() & SHAPE_FILTER_NODE))
+        item.SetNode(PartOf(item.GetNode()));
     const bool toggle = (mods & MOD_CTRL) != 0;
     if (item.IsNull()) {
         if (!toggle)
@@ -336,6 +342,8 @@ void Viewer::RectangleSelect(const glm::vec2& a, const glm::vec2& b, int mods)
         selection->GetSelection()->Clear();
     for (const PickedItem& found : caster.GetIntersects()) {
         PickedItem item = found;
+        if (selection->GetPickFilter() & SHAPE_FILTER_NODE)
+            item.SetNode(PartOf(item.GetNode()));
         if (!selection->IsSelected(item))
             selection->Select(item, true);
     }

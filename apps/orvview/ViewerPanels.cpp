@@ -205,9 +205,13 @@ void ViewerPanels::DrawDisplay(Viewer& viewer)
             mode = i;
     if (ImGui::Combo("pick", &mode, modes, 4))
         viewer.SetPickMode(modes[mode]);
-    bool widget = viewer.GetWidgetEnabled();
-    if (ImGui::Checkbox("move widget", &widget))
-        viewer.SetWidgetEnabled(widget);
+    const char* widgets[] = {"none", "move", "rotate", "scale"};
+    int widget = 0;
+    for (int i = 0; i < 4; ++i)
+        if (viewer.GetWidgetMode() == widgets[i])
+            widget = i;
+    if (ImGui::Combo("widget", &widget, widgets, 4))
+        viewer.SetWidgetMode(widgets[widget]);
     if (auto* background = dynamic_cast<ColorBackground*>(manager.GetBackground().get())) {
         glm::vec4 color = background->GetColor();
         if (ImGui::ColorEdit3("background", glm::value_ptr(color))) {

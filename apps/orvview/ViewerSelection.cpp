@@ -16,7 +16,7 @@
 #include <orvcore/robot/RobotLink.h>
 #include <orvcore/scene/GroupSceneNode.h>
 #include <orvcore/scene/SceneManager.h>
-#include <orvcore/widget/MoveWidget.h>
+#include <orvcore/widget/CoordinateWidget.h>
 #include <orvview/ViewerLog.h>
 
 // The selection and what follows it: grips, the move widget and its drag;
@@ -151,9 +151,23 @@ void Viewer::SetNodeTransform(SceneNode* node, const glm::mat4& transform)
     m_Dirty = true;
 }
 
-void Viewer::SetWidgetEnabled(bool on)
+void Viewer::SetWidgetMode(const std::string& requested)
 {
-    m_WidgetEnabled = on;
+    const std::string mode = requested; // may be m_WidgetMode itself
+    const char* modes[] = {"move", "rotate", "scale"};
+    m_WidgetMode = "none";
+    CoordinateWidget* shown = nullptr;
+    for (int i = 0; i < 3; ++i) {
+        if (mode == modes[i]) {
+            m_WidgetMode = mode;
+            shown = m_Widgets[i].get();
+        }
+        if (m_Widgets[i] && m_Widgets[i].get() != shown)
+            m_Widgets[i]->SetVisible(false);
+    }
+    if (m_Drag == Drag::Widget)
+        return; // the widget being dragged stays until the button is let go
+    m_Widget = shown;
     m_AnchorsStale = true;
     m_Dirty = true;
 }
@@ -165,14 +179,18 @@ void Viewer::PlaceWidget()
     AxisAlignedBox box;
     for (SceneNode* node : SelectedNodes())
         box.merge(node->GetWorldBBox());
-    const bool show = m_WidgetEnabled && box.isFinite();
+    const bool show = box.isFinite();
     if (show != m_Widget->GetVisible()) {
         m_Widget->SetVisible(show);
         m_AnchorsStale = true;
     }
     if (!show)
         return;
-    const glm::vec3 centre = m_Drag == Drag::Widget ? m_WidgetOrigin + m_DragDelta : box.getCenter();
+    // While a drag moves the selection the widget stays where it was grabbed
+    // (a move carries it along).
+    glm::vec3 centre = box.getCenter();
+    if (m_Drag == Drag::Widget)
+        centre = m_WidgetMode == "move" ? m_WidgetOrigin + m_DragDelta : m_WidgetOrigin;
     const float size = kWidgetPixels * m_Navigator->PixelSizeAt(centre) / kWidgetLength;
     if (!(size > 0.0f))
         return;
@@ -181,6 +199,18 @@ void Viewer::PlaceWidget()
         m_Widget->SetTransform(transform);
         m_Widget->RequstUpdate();
     }
+}
+
+// The point where the cursor ray meets the plane through `origin` normal to
+// `axis`; false when the ray runs (almost) in the plane.
+static bool PlanePoint(const Ray& ray, const glm::vec3& origin, const glm::vec3& axis, glm::vec3& point)
+{
+    const float along = glm::dot(ray.getDirection(), axis);
+    if (std::abs(along) < 0.05f)
+        return false;
+    const float t = glm::dot(origin - ray.getOrigin(), axis) / along;
+    point = ray.getOrigin() + ray.getDirection() * t;
+    return std::isfinite(t);
 }
 
 bool Viewer::BeginWidgetDrag(float x, float y)
@@ -198,37 +228,79 @@ bool Viewer::BeginWidgetDrag(float x, float y)
     const glm::mat4& world = m_Widget->GetWorldTransform();
     m_WidgetAxis = glm::normalize(glm::mat3(world) * *direction);
     m_WidgetOrigin = glm::vec3(world[3]);
-    if (!AxisParameter(CameraOperator::WindowPointToRay(*camera, x, y), m_WidgetOrigin, m_WidgetAxis, m_WidgetStart))
+    const Ray ray = CameraOperator::WindowPointToRay(*camera, x, y);
+    if (m_WidgetMode == "rotate") {
+        // Turning follows the cursor around the ring's centre in its plane.
+        glm::vec3 point;
+        if (!PlanePoint(ray, m_WidgetOrigin, m_WidgetAxis, point))
+            return false; // the ring is seen edge-on
+        m_WidgetGrab = point - m_WidgetOrigin;
+    } else if (!AxisParameter(ray, m_WidgetOrigin, m_WidgetAxis, m_WidgetStart) ||
+               (m_WidgetMode == "scale" && std::abs(m_WidgetStart) < 1e-6f)) {
         return false; // the axis points at the viewer: no motion along it can be read
+    }
     m_DragStart.clear();
     for (SceneNode* node : SelectedNodes())
         m_DragStart.emplace_back(node, node->GetTransform());
     m_DragDelta = glm::vec3(0.0f);
+    m_DragMatrix = glm::mat4(1.0f);
+    m_DragAmount = m_WidgetMode == "scale" ? 1.0f : 0.0f;
     m_Widget->ShowArrow(std::size_t(id));
     return true;
 }
 
 void Viewer::DragWidget(float x, float y)
 {
-    float s = 0.0f;
-    if (!AxisParameter(CameraOperator::WindowPointToRay(*m_Manager->GetCamera(), x, y), m_WidgetOrigin, m_WidgetAxis, s))
-        return;
-    m_DragDelta = (s - m_WidgetStart) * m_WidgetAxis;
-    const glm::mat4 move = glm::translate(glm::mat4(1.0f), m_DragDelta);
+    const Ray ray = CameraOperator::WindowPointToRay(*m_Manager->GetCamera(), x, y);
+    const glm::mat4 toOrigin = glm::translate(glm::mat4(1.0f), -m_WidgetOrigin);
+    const glm::mat4 back = glm::translate(glm::mat4(1.0f), m_WidgetOrigin);
+    if (m_WidgetMode == "rotate") {
+        glm::vec3 point;
+        if (!PlanePoint(ray, m_WidgetOrigin, m_WidgetAxis, point))
+            return;
+        const glm::vec3 now = point - m_WidgetOrigin;
+        m_DragAmount = std::atan2(glm::dot(m_WidgetAxis, glm::cross(m_WidgetGrab, now)), glm::dot(m_WidgetGrab, now));
+        m_DragMatrix = back * glm::rotate(glm::mat4(1.0f), m_DragAmount, m_WidgetAxis) * toOrigin;
+    } else {
+        float s = 0.0f;
+        if (!AxisParameter(ray, m_WidgetOrigin, m_WidgetAxis, s))
+            return;
+        if (m_WidgetMode == "scale") {
+            // The grabbed handle follows the cursor: the factor is the ratio
+            // of its distances from the origin, never below 1 %.
+            m_DragAmount = std::max(s / m_WidgetStart, 0.01f);
+            const glm::vec3 factors = glm::vec3(1.0f) + (m_DragAmount - 1.0f) * glm::abs(m_WidgetAxis);
+            m_DragMatrix = back * glm::scale(glm::mat4(1.0f), factors) * toOrigin;
+        } else {
+            m_DragDelta = (s - m_WidgetStart) * m_WidgetAxis;
+            m_DragMatrix = glm::translate(glm::mat4(1.0f), m_DragDelta);
+        }
+    }
     for (const auto& [node, start] : m_DragStart) {
         // The world motion carried into the node's parent coordinates.
         const glm::mat4 parent = node->GetParent() ? node->GetParent()->GetWorldTransform() : glm::mat4(1.0f);
-        SetNodeTransform(node, glm::inverse(parent) * move * parent * start);
+        SetNodeTransform(node, glm::inverse(parent) * m_DragMatrix * parent * start);
     }
 }
 
 void Viewer::EndWidgetDrag()
 {
-    // A press on an arrow that never moved is no move.
-    for (std::size_t i = 0; m_Dragged && i < m_DragStart.size(); ++i)
-        ViewerLog::Line("moved name=" + ViewerLog::Quote(NameOf(m_DragStart[i].first)) + " delta=" + ViewerLog::Vec(m_DragDelta));
+    // A press on a handle that never moved changes nothing.
+    for (std::size_t i = 0; m_Dragged && i < m_DragStart.size(); ++i) {
+        const std::string name = ViewerLog::Quote(NameOf(m_DragStart[i].first));
+        if (m_WidgetMode == "rotate")
+            ViewerLog::Line("rotated name=" + name + " axis=" + ViewerLog::Vec(m_WidgetAxis) +
+                            " degrees=" + ViewerLog::Num(double(m_DragAmount) * 57.29577951308232));
+        else if (m_WidgetMode == "scale")
+            ViewerLog::Line("scaled name=" + name + " axis=" + ViewerLog::Vec(m_WidgetAxis) +
+                            " factor=" + ViewerLog::Num(m_DragAmount, 4));
+        else
+            ViewerLog::Line("moved name=" + name + " delta=" + ViewerLog::Vec(m_DragDelta));
+    }
     m_DragStart.clear();
-    m_Widget->ShowArrow(0);
+    if (m_Widget)
+        m_Widget->ShowArrow(0);
+    SetWidgetMode(m_WidgetMode); // a mode change asked for during the drag
     m_Manager->UpdateWorld();
     UpdateGrips();
     m_AnchorsStale = true;

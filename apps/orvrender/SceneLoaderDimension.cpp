@@ -83,8 +83,8 @@ std::shared_ptr<SceneNode> SceneLoader::BuildDimension(const Json& node, const s
         points.push_back(Vec3(Require(node, "end", path), Child(path, "end")));
     }
     const Json* offsetValue = Find(node, "offset");
-    const float offset = offsetValue ? static_cast<float>(Bounded(*offsetValue, Child(path, "offset"), -1e7, 1e7, false))
-                                     : 10.0f;
+    const float offset =
+        offsetValue ? static_cast<float>(Bounded(*offsetValue, Child(path, "offset"), -1e7, 1e7, false)) : 10.0f;
     const Json* normalValue = Find(node, "normal");
     const glm::vec3 normal = normalValue ? Axis(*normalValue, Child(path, "normal")) : glm::vec3(0.0f, 0.0f, 1.0f);
     std::wstring text;
@@ -111,9 +111,15 @@ std::shared_ptr<SceneNode> SceneLoader::BuildDimension(const Json& node, const s
     dimension->SetArrowStyle(Choice(node, "arrow", path, "filled", "tick") == "filled"
                                  ? orvcore::DIMENSION_ARROW_FILLED
                                  : orvcore::DIMENSION_ARROW_TICK);
-    dimension->SetLabelFacing(Choice(node, "facing", path, "plane", "camera") == "plane"
-                                  ? orvcore::DIMENSION_LABEL_IN_PLANE
-                                  : orvcore::DIMENSION_LABEL_FACING_CAMERA);
+    if (const Json* facing = Find(node, "facing")) {
+        const std::string name = String(*facing, Child(path, "facing"));
+        if (name == "camera")
+            dimension->SetLabelFacing(orvcore::DIMENSION_LABEL_FACING_CAMERA);
+        else if (name == "upright")
+            dimension->SetLabelFacing(orvcore::DIMENSION_LABEL_UPRIGHT);
+        else if (name != "plane")
+            Fail(Child(path, "facing"), "expected \"plane\", \"upright\" or \"camera\", found \"" + name + "\"");
+    }
     if (const Json* precision = Find(node, "precision"))
         dimension->SetPrecision(static_cast<int>(Integer(*precision, Child(path, "precision"), 0, 9)));
     if (const Json* unit = Find(node, "unit")) {

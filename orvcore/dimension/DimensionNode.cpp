@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <vector>
 
+#include <glm/geometric.hpp>
 #include <glm/gtc/matrix_transform.hpp>
 
 #include <orvcommon/Logger.h>
@@ -28,9 +29,11 @@ glm::mat4 Translation(float x, float y) { return glm::translate(glm::mat4(1.0f),
 
 // A label in the dimension's plane: the glyph mesh scaled to the font
 // height, centred between lo and hi, a tenth of the font height above the
-// line. Empty when the text has no height to fit (blank text).
+// line; turned half round about the line's middle when `turned`, which puts
+// it as far below the line, reading along -x. Empty when the text has no
+// height to fit (blank text).
 std::shared_ptr<SceneNode> PlaneLabel(const std::wstring& text, const std::shared_ptr<MaterialInstance>& material,
-                                      float fontHeight, float lo, float hi, float line)
+                                      float fontHeight, float lo, float hi, float line, bool turned)
 {
     auto mesh = FontManager::Instance().CreateMesh(text);
     if (!mesh)
@@ -42,8 +45,15 @@ std::shared_ptr<SceneNode> PlaneLabel(const std::wstring& text, const std::share
         return nullptr;
     const float w = size.x * s;
     auto label = std::make_shared<TextSceneNode>(mesh, material, fontHeight, false);
-    label->SetTransform(Translation((lo + hi - w) * 0.5f, line + 0.1f * fontHeight) *
-                        glm::scale(glm::mat4(1.0f), glm::vec3(s, s, 1.0f)));
+    const glm::mat4 scale = glm::scale(glm::mat4(1.0f), glm::vec3(s, s, 1.0f));
+    if (!turned) {
+        label->SetTransform(Translation((lo + hi - w) * 0.5f, line + 0.1f * fontHeight) * scale);
+    } else {
+        glm::mat4 halfTurn(1.0f);
+        halfTurn[0][0] = -1.0f;
+        halfTurn[1][1] = -1.0f;
+        label->SetTransform(Translation((lo + hi + w) * 0.5f, line - 0.1f * fontHeight) * halfTurn * scale);
+    }
     return label;
 }
 
@@ -135,6 +145,22 @@ void DimensionNode::ClearChildren()
     RequstUpdate();
 }
 
+bool DimensionNode::ReadsBackwards(const glm::mat4& frame)
+{
+    const glm::vec3 x(frame[0]);
+    const glm::vec3 normal(frame[2]);
+    // The plane's own view: seen from its normal, world Z up (world Y for a
+    // horizontal plane, as a plan is drawn).
+    glm::vec3 up = glm::vec3(0.0f, 0.0f, 1.0f) - normal.z * normal;
+    if (glm::length(up) < 1e-3f)
+        up = glm::vec3(0.0f, 1.0f, 0.0f) - normal.y * normal;
+    up = glm::normalize(up);
+    const float right = glm::dot(x, glm::cross(up, normal));
+    if (std::fabs(right) > 1e-3f)
+        return right < 0.0f;
+    return glm::dot(x, up) < 0.0f; // upright in the view: read from the bottom
+}
+
 bool DimensionNode::Coincide(float length, float magnitude)
 {
     // Below a few float steps of the coordinates the direction is noise.
@@ -160,13 +186,14 @@ void DimensionNode::Build(const Layout& layout)
     }
 
     // Labels, one per measured stretch.
+    const bool turned = m_LabelFacing == DIMENSION_LABEL_UPRIGHT && ReadsBackwards(M);
     bool blank = false;
     for (std::size_t i = 0; i + 1 < layout.feet.size(); ++i) {
         const float lo = std::min(layout.feet[i].x, layout.feet[i + 1].x);
         const float hi = std::max(layout.feet[i].x, layout.feet[i + 1].x);
         const std::wstring text = i < layout.labels.size() ? layout.labels[i] : std::wstring();
         auto label = m_LabelFacing == DIMENSION_LABEL_FACING_CAMERA ? CameraLabel(text, *m_Material, F, lo, hi, D)
-                                                                   : PlaneLabel(text, m_Material, F, lo, hi, D);
+                                                                   : PlaneLabel(text, m_Material, F, lo, hi, D, turned);
         if (!label) {
             blank = true;
             continue;

@@ -93,6 +93,9 @@ protected:
     /// Replaces the children by the labels, lines and end marks of a layout,
     /// then requests an update.
     void Build(const Layout& layout);
+    /// Whether text along the frame's x reads backwards (right to left, or
+    /// top to bottom) in the plane's own view (see `DIMENSION_LABEL_UPRIGHT`).
+    static bool ReadsBackwards(const glm::mat4& frame);
     /// Whether two measured positions along a line lie too close to tell
     /// apart (relative to the coordinates involved).
     static bool Coincide(float length, float magnitude);

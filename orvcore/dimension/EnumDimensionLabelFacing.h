@@ -12,6 +12,12 @@ enum EnumDimensionLabelFacing : int32_t {
     /// A text rectangle that always turns to face the camera, centred over
     /// the dimension line (readable from every side; never picked).
     DIMENSION_LABEL_FACING_CAMERA = 1,
+    /// As `DIMENSION_LABEL_IN_PLANE`, but turned half round where it would
+    /// read right to left or top to bottom in the plane's own view (the
+    /// plane seen from its normal with world Z up, or world Y up for a
+    /// horizontal plane), and then set on the other side of the dimension
+    /// line, so that it still stands over the line as read.
+    DIMENSION_LABEL_UPRIGHT = 2,
 };
 
 } // namespace orvcore

@@ -39,7 +39,7 @@ TEST(SceneDimension, SettingsReachTheNodes)
 {
     Loaded scene = Load(R"({"type": "dimension", "name": "a", "start": [0,0,0], "end": [30,40,0], "offset": -5,
                             "precision": 1, "unit": " mm", "text": "L=<>", "arrow": "tick", "textHeight": 2,
-                            "color": [1, 0, 0]},
+                            "facing": "upright", "color": [1, 0, 0]},
                            {"type": "dimension", "name": "c", "kind": "linear", "axis": "y", "normal": "z",
                             "points": [[0,0,0], [5,10,0], [2,25,0]], "facing": "camera", "overshoot": 1})");
     ASSERT_TRUE(scene.ok) << scene.error;
@@ -53,6 +53,7 @@ TEST(SceneDimension, SettingsReachTheNodes)
     EXPECT_EQ(aligned->GetPrecision(), 1);
     EXPECT_EQ(aligned->GetFontHeight(), 2.0f);
     EXPECT_EQ(aligned->GetMaterial()->GetColor(), glm::vec3(1, 0, 0));
+    EXPECT_EQ(aligned->GetLabelFacing(), orvcore::DIMENSION_LABEL_UPRIGHT);
 
     const auto* chain = orvcore::LinearDimensionNode::Cast(Named(scene.info, "c"));
     ASSERT_NE(chain, nullptr);
@@ -86,6 +87,7 @@ TEST(SceneDimension, FaultsNameTheirPath)
         {R"({"type": "dimension", "start": [0,0,0], "end": [1,0,0], "extension": -1})", "/nodes/0/extension",
          "negative"},
         {R"({"type": "dimension", "start": [0,0,0], "end": [1,0,0], "arrow": "dot"})", "/nodes/0/arrow", "tick"},
+        {R"({"type": "dimension", "start": [0,0,0], "end": [1,0,0], "facing": "up"})", "/nodes/0/facing", "upright"},
     };
     orvtest::LogCapture quiet;
     for (const auto& c : cases) {

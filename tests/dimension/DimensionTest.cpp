@@ -84,7 +84,10 @@ bool SameSegment(const Segment& s, const glm::vec3& a, const glm::vec3& b)
     return orvtest::VecNear(s.first, a, 1e-4f) && orvtest::VecNear(s.second, b, 1e-4f);
 }
 
-std::size_t Vertices(const TextSceneNode& label) { return label.GetPrimitive()->GetGeometry()->GetPositions()->GetCount(); }
+std::size_t Vertices(const TextSceneNode& label)
+{
+    return label.GetPrimitive()->GetGeometry()->GetPositions()->GetCount();
+}
 
 } // namespace
 
@@ -171,7 +174,8 @@ TEST(AlignedDimensionNode, LabelSitsOverTheLineAndShowsTheFormattedLength)
     // above the line and are one font height tall.
     EXPECT_NEAR(box.getMinimum().y, 6.0f + 0.5f, 1e-3f);
     EXPECT_NEAR(box.getMaximum().y, 6.0f + 0.5f + 5.0f, 1e-3f);
-    EXPECT_NEAR((box.getMinimum().x + box.getMaximum().x) * 0.5f, 20.0f, 1.0f); // centred up to the glyph's side bearing
+    // Centred up to the glyph's side bearing.
+    EXPECT_NEAR((box.getMinimum().x + box.getMaximum().x) * 0.5f, 20.0f, 1.0f);
     EXPECT_NEAR(box.getMinimum().z, 0.0f, 1e-5f);
 
     struct Case {
@@ -181,7 +185,11 @@ TEST(AlignedDimensionNode, LabelSitsOverTheLineAndShowsTheFormattedLength)
         const wchar_t* shown;
     };
     const Case cases[] = {
-        {L"", 2, L" mm", L"40.00 mm"}, {L"", 0, L"", L"40"}, {L"W = <>", 1, L"", L"W = 40.0"}, {L"A-A", 3, L"", L"A-A"}};
+        {L"", 2, L" mm", L"40.00 mm"},
+        {L"", 0, L"", L"40"},
+        {L"W = <>", 1, L"", L"W = 40.0"},
+        {L"A-A", 3, L"", L"A-A"},
+    };
     for (const Case& c : cases) {
         SCOPED_TRACE(testing::PrintToString(std::wstring(c.text)));
         dimension.SetText(c.text);
@@ -191,6 +199,41 @@ TEST(AlignedDimensionNode, LabelSitsOverTheLineAndShowsTheFormattedLength)
         parts = Collect(dimension);
         ASSERT_EQ(parts.labels.size(), 1u);
         EXPECT_EQ(Vertices(*parts.labels[0]), FontManager::Instance().CreateMesh(c.shown)->GetPositions()->GetCount());
+    }
+}
+
+TEST(AlignedDimensionNode, UprightLabelsReadFromTheLeftOrFromBelow)
+{
+    // Distance 5, font 5: an unturned "H" spans 5.5..10.5 over the line
+    // (frame y); a turned one spans -0.5..4.5 and reads along -x.
+    struct Case {
+        const char* name;
+        glm::vec3 start, end, normal;
+        bool turned;
+        glm::vec3 read, across; // expected world reading direction, and frame y
+    };
+    const Case cases[] = {
+        {"plan, left to right", {0, 0, 0}, {10, 0, 0}, {0, 0, 1}, false, {1, 0, 0}, {0, 1, 0}},
+        {"plan, right to left", {10, 0, 0}, {0, 0, 0}, {0, 0, 1}, true, {1, 0, 0}, {0, -1, 0}},
+        {"plan, downwards", {0, 10, 0}, {0, 0, 0}, {0, 0, 1}, true, {0, 1, 0}, {1, 0, 0}},
+        {"front, downwards", {0, 0, 10}, {0, 0, 0}, {0, -1, 0}, true, {0, 0, 1}, {1, 0, 0}},
+        {"right side, leftwards", {0, 10, 0}, {0, 0, 0}, {1, 0, 0}, true, {0, 1, 0}, {0, 0, -1}},
+    };
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.name);
+        AlignedDimensionNode dimension(c.start, c.end, 5.0f, c.normal, L"H");
+        dimension.SetLabelFacing(DIMENSION_LABEL_UPRIGHT);
+        dimension.Update();
+        const Parts parts = Collect(dimension);
+        ASSERT_EQ(parts.labels.size(), 1u);
+        const glm::mat4& world = parts.labels[0]->GetWorldTransform();
+        EXPECT_GT(glm::dot(glm::vec3(world[0]), c.read), 0.0f);
+        // The glyphs' band across the line, measured along frame y from the start point.
+        const AxisAlignedBox box = parts.labels[0]->GetWorldBBox();
+        const float a = glm::dot(box.getMinimum() - c.start, c.across);
+        const float b = glm::dot(box.getMaximum() - c.start, c.across);
+        EXPECT_NEAR(std::min(a, b), c.turned ? -0.5f : 5.5f, 1e-3f);
+        EXPECT_NEAR(std::max(a, b), c.turned ? 4.5f : 10.5f, 1e-3f);
     }
 }
 

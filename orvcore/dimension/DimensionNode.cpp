@@ -86,6 +86,11 @@ std::shared_ptr<MaterialInstance> DimensionNode::CreateDefaultMaterial()
     material->SetColor(glm::vec3(0.0f));
     // Labels and arrowheads are flat: they must show from behind too.
     material->SetFaceSide(FACE_DOUBLE);
+    // Drawn with the transparent faces (at full opacity), after the opaque
+    // model and without its polygon offset, so that labels and arrowheads
+    // lying on a face show like the lines do instead of fighting with it.
+    material->BlendingMode = BLENDING_TRANSPARENT;
+    material->RequestUpdate();
     return material;
 }
 

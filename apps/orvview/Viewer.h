@@ -57,7 +57,7 @@ struct HoverReport {
 /// `RenderScene`. Changes are reported on stdout (`ViewerLog`).
 class Viewer {
 public:
-    /// The context must be current; `samples` as the window's framebuffer.
+    /// Draws into framebuffer 0 of the current context, of that size.
     Viewer(unsigned int width, unsigned int height);
     ~Viewer();
     Viewer(const Viewer&) = delete;
@@ -74,6 +74,8 @@ public:
     void OnMouseMove(float x, float y);
     void OnMouseButton(int button, bool pressed, int mods);
     void OnScroll(float steps);
+    /// The cursor left the view (or went over a panel): nothing is hovered.
+    void OnMouseLeave();
     /// A key by its character ('F', '1', ...) or one of the KEY_ values.
     void OnKey(int key, int mods);
     void OnResize(unsigned int width, unsigned int height);

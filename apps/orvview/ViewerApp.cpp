@@ -81,6 +81,7 @@ bool ViewerApp::OpenWindow(const ViewerOptions& options)
     glfwSetWindowUserPointer(m_Window, this);
     // Ours first: ImGui's backend chains to the callbacks it finds.
     glfwSetCursorPosCallback(m_Window, OnCursor);
+    glfwSetCursorEnterCallback(m_Window, OnEnter);
     glfwSetMouseButtonCallback(m_Window, OnButton);
     glfwSetScrollCallback(m_Window, OnScroll);
     glfwSetKeyCallback(m_Window, OnKey);
@@ -219,10 +220,20 @@ void ViewerApp::OnCursor(GLFWwindow* window, double x, double y)
 {
     ViewerApp* app = AppOf(window);
     app->Touch();
-    if (app->m_ShowPanels && ImGui::GetIO().WantCaptureMouse)
+    if (app->m_ShowPanels && ImGui::GetIO().WantCaptureMouse) {
+        app->m_Viewer->OnMouseLeave(); // over a panel
         return;
+    }
     ToPixels(window, x, y);
     app->m_Viewer->OnMouseMove(float(x), float(y));
+}
+
+void ViewerApp::OnEnter(GLFWwindow* window, int entered)
+{
+    ViewerApp* app = AppOf(window);
+    app->Touch();
+    if (!entered)
+        app->m_Viewer->OnMouseLeave();
 }
 
 void ViewerApp::OnButton(GLFWwindow* window, int button, int action, int mods)

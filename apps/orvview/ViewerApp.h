@@ -47,6 +47,7 @@ private:
     void Touch() { m_PanelFrames = 3; }
 
     static void OnCursor(GLFWwindow* window, double x, double y);
+    static void OnEnter(GLFWwindow* window, int entered);
     static void OnButton(GLFWwindow* window, int button, int action, int mods);
     static void OnScroll(GLFWwindow* window, double dx, double dy);
     static void OnKey(GLFWwindow* window, int key, int scancode, int action, int mods);

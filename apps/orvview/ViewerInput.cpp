@@ -132,6 +132,19 @@ void Viewer::OnMouseButton(int button, bool pressed, int mods)
     Hover(m_Mouse.x, m_Mouse.y);
 }
 
+void Viewer::OnMouseLeave()
+{
+    if (!m_Manager || m_Button >= 0 || m_Hover.what.empty())
+        return;
+    m_Manager->GetSelection()->Hilight(PickedItem());
+    m_Manager->GetSelection()->GetGripNodeManager()->SetHighlightIdx(-1);
+    if (m_Widget)
+        m_Widget->ShowArrow(0);
+    m_Hover = HoverReport();
+    ViewerLog::Line("hover what=none pick_ms=0.0000");
+    m_Dirty = true;
+}
+
 void Viewer::OnScroll(float steps)
 {
     if (!m_Manager || steps == 0.0f || !std::isfinite(steps))

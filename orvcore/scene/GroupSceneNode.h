@@ -59,14 +59,34 @@ protected:
     void CopyPropertiesFrom(const GroupSceneNode& other);
 
 private:
-    void InvalidateOrder() { m_OrderValid = false; }
+    void InvalidateOrder();
+    /// The children in the map's order, rebuilt first when they changed.
+    SceneNode* const* Order();
+    /// Appends every node below this group in the order the world update
+    /// visits them.
+    void CollectWalk(std::vector<const SceneNode*>& walk);
 
-    SceneNodeMap m_Children;
     // The children again, as raw pointers in the map's order: the world update
     // walks this array so it can prefetch the nodes ahead instead of chasing
-    // the map's list. Rebuilt on the first update after a change.
-    std::vector<SceneNode*> m_Order;
+    // the map's list. Rebuilt on the first update after a change. Groups of
+    // up to `kInlineChildren` children (most groups of an assembly) keep it
+    // in the object, right after the base's fields, which the parent's walk
+    // prefetches with them: a deep tree of small groups then does not wait
+    // for a separate array at every level.
+    static constexpr std::size_t kInlineChildren = 4;
+    SceneNode* m_Inline[kInlineChildren] = {};
+    uint32_t m_OrderCount = 0;
     bool m_OrderValid = true;
+    std::vector<SceneNode*> m_Order; // more than kInlineChildren children
+    SceneNodeMap m_Children;
+    // Every node below this group in the order the world update visits
+    // them, kept while updates start at this group: the walk prefetches the
+    // nodes some way ahead of the one it updates, across groups, instead of
+    // waiting for each small group's children in turn. A hint only, never
+    // read through: rebuilt after any change of children anywhere (a count
+    // of changes over all groups).
+    std::vector<const SceneNode*> m_Walk;
+    uint64_t m_WalkChanges = ~uint64_t(0);
 };
 
 } // namespace orvcore

@@ -1,6 +1,8 @@
 // Nodes and groups: parents, update requests, world transforms and boxes,
 // clones, iteration.
 
+#include <vector>
+
 #include <gtest/gtest.h>
 
 #include "Expect.h"
@@ -255,6 +257,55 @@ TEST(GroupSceneNode, CleanChildrenKeepCorrectWorldsAcrossUpdates)
     other->AddNode(b);
     root->UpdateTransform(glm::mat4(1.0f));
     EXPECT_EQ(b->GetWorldBBox(), Box(glm::vec3(0, 0, 2), glm::vec3(1, 1, 3)));
+}
+
+TEST(GroupSceneNode, DeepChainsAndChangingChildCountsUpdateEveryNode)
+{
+    // A chain of 40 groups, each moved by +1 in x and holding a unit leaf:
+    // the world walk runs across the groups, and small groups keep their
+    // children in the object (up to four), larger ones in an array.
+    auto root = std::make_shared<GroupSceneNode>();
+    std::vector<std::shared_ptr<GroupSceneNode>> chain;
+    std::vector<std::shared_ptr<TestLeaf>> leaves;
+    GroupSceneNode* parent = root.get();
+    for (int i = 0; i < 40; ++i) {
+        auto group = std::make_shared<GroupSceneNode>();
+        group->SetTransform(Translate(1, 0, 0));
+        leaves.push_back(MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f)));
+        group->AddNode(leaves.back());
+        parent->AddNode(group);
+        chain.push_back(group);
+        parent = group.get();
+    }
+    const auto leafBox = [](float x) { return Box(glm::vec3(x, 0, 0), glm::vec3(x + 1, 1, 1)); };
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(leaves[39]->GetWorldBBox(), leafBox(40));
+    EXPECT_EQ(root->GetWorldBBox(), Box(glm::vec3(1, 0, 0), glm::vec3(41, 1, 1)));
+
+    // Deep changes after an update: a group of 20 goes from 2 children to
+    // 6 (past the inline four) and back to 3; every count is walked.
+    std::vector<std::shared_ptr<TestLeaf>> extra;
+    for (int k = 1; k <= 4; ++k) {
+        extra.push_back(MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f)));
+        extra.back()->SetTransform(Translate(0, float(k), 0));
+        chain[19]->AddNode(extra.back());
+        root->UpdateTransform(glm::mat4(1.0f));
+        EXPECT_EQ(extra.back()->GetWorldBBox(), Box(glm::vec3(20, k, 0), glm::vec3(21, k + 1, 1))) << k;
+        EXPECT_EQ(chain[19]->GetBoundingBox(), Box(glm::vec3(0.0f), glm::vec3(21, k + 1, 1))) << k;
+        EXPECT_EQ(leaves[39]->GetWorldBBox(), leafBox(40)) << k;
+    }
+    for (int k = 4; k >= 2; --k)
+        EXPECT_TRUE(chain[19]->RemoveNode(extra[std::size_t(k - 1)]->GetId()));
+    root->UpdateTransform(Translate(0, 0, 5));
+    EXPECT_EQ(chain[19]->GetBoundingBox(), Box(glm::vec3(0.0f), glm::vec3(21, 2, 1)));
+    EXPECT_EQ(leaves[39]->GetWorldBBox(), Box(glm::vec3(40, 0, 5), glm::vec3(41, 1, 6)));
+
+    // An update that starts inside the tree, then one from the root again.
+    chain[29]->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(leaves[39]->GetWorldBBox(), leafBox(11));
+    root->UpdateTransform(glm::mat4(1.0f));
+    EXPECT_EQ(leaves[39]->GetWorldBBox(), leafBox(40));
+    EXPECT_EQ(leaves[0]->GetWorldBBox(), leafBox(1));
 }
 
 TEST(GroupSceneNode, CloneIsDeepWithFreshIdsAndParents)

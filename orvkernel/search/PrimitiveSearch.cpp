@@ -272,88 +272,16 @@ inline float EnterBox(const Bvh::Node& n, const SlabRay& r, float margin, float 
 // goes to the smallest element whatever the search order.
 inline float HitLimit(const Best& best) { return best.t + best.t * 1e-5f; }
 
-// The ray prepared for branch-free slab tests. Only for rays without a
-// zero direction component (`Usable`): a ray parallel to a slab needs the
+// Whether the four-wide walk may take the ray: a finite origin and no zero
+// (or denormal) direction component. A ray parallel to a slab needs the
 // inclusive comparison of `SlabRay`, which no finite reciprocal reproduces
 // when the origin lies on the slab's far side.
-struct FastSlab {
-    glm::vec3 origin;
-    glm::vec3 inv;
-
-    static bool Usable(const Ray& ray)
-    {
-        const glm::vec3& d = ray.getDirection();
-        return std::fabs(d.x) >= 1e-30f && std::fabs(d.y) >= 1e-30f && std::fabs(d.z) >= 1e-30f;
-    }
-    explicit FastSlab(const Ray& ray) : origin(ray.getOrigin()), inv(1.0f / ray.getDirection()) {}
-
-    // Entry parameter of the ray into the box over [0, tMax]; negative on a miss.
-    float Enter(const Bvh::Node& n, float tMax) const
-    {
-        const float x1 = (n.min.x - origin.x) * inv.x, x2 = (n.max.x - origin.x) * inv.x;
-        const float y1 = (n.min.y - origin.y) * inv.y, y2 = (n.max.y - origin.y) * inv.y;
-        const float z1 = (n.min.z - origin.z) * inv.z, z2 = (n.max.z - origin.z) * inv.z;
-        const float tNear = std::max(std::max(0.0f, std::min(x1, x2)), std::max(std::min(y1, y2), std::min(z1, z2)));
-        const float tFar = std::min(std::min(tMax, std::max(x1, x2)), std::min(std::max(y1, y2), std::max(z1, z2)));
-        return tNear <= tFar ? tNear : -1.0f;
-    }
-};
-
-// Nearest hit on a triangle list with packed float positions, the common
-// case of a large mesh, reading the triangles' vertex numbers from a copy in
-// leaf order (`leafTriangles`, three per tree slot): a leaf's triangles
-// share a cache line instead of two dependent loads each. Boxes are
-// tested once, when their parent is expanded; the entry parameter rides on
-// the stack so that a box found farther than a later hit is dropped without
-// a second test.
-void NearestTriangle(const Bvh& tree, const uint32_t* leafTriangles, const uint8_t* base, std::size_t stride,
-                     const Ray& ray, Best& best)
+bool FastRay(const Ray& ray)
 {
-    const Bvh::NodeArray& nodes = tree.GetNodes();
-    const uint32_t* prims = tree.GetPrimitiveIndices().data();
-    const FastSlab slab(ray);
-    struct Entry {
-        uint32_t node;
-        float t;
-    };
-    Entry stack[128];
-    int top = 0;
-    const float rootT = slab.Enter(nodes[0], HitLimit(best));
-    if (rootT < 0.0f)
-        return;
-    stack[top++] = {0u, rootT};
-    while (top > 0) {
-        const Entry e = stack[--top];
-        if (e.t > HitLimit(best))
-            continue;
-        const Bvh::Node& node = nodes[e.node];
-        if (node.IsLeaf()) {
-            for (uint32_t k = node.first, end = node.first + node.count; k < end; ++k) {
-                const uint32_t* tri = leafTriangles + 3 * std::size_t(k);
-                glm::vec3 v0, v1, v2;
-                std::memcpy(&v0, base + std::size_t(tri[0]) * stride, sizeof(v0));
-                std::memcpy(&v1, base + std::size_t(tri[1]) * stride, sizeof(v1));
-                std::memcpy(&v2, base + std::size_t(tri[2]) * stride, sizeof(v2));
-                float t = 0.0f;
-                if (RayTriangle(ray, v0, v1, v2, t))
-                    best.Offer(0.0f, t, prims[k], ray.getPoint(t));
-            }
-            continue;
-        }
-        const float limit = HitLimit(best);
-        const float ta = slab.Enter(nodes[node.first], limit), tb = slab.Enter(nodes[node.first + 1], limit);
-        if (top + 2 > 128)
-            return; // cannot happen for trees of sane depth
-        // The nearer child is popped first.
-        const bool aFirst = ta >= 0.0f && (tb < 0.0f || ta <= tb);
-        const Entry ea{node.first, ta}, eb{node.first + 1, tb};
-        const Entry& first = aFirst ? ea : eb;
-        const Entry& second = aFirst ? eb : ea;
-        if (second.t >= 0.0f)
-            stack[top++] = second;
-        if (first.t >= 0.0f)
-            stack[top++] = first;
-    }
+    const glm::vec3& o = ray.getOrigin();
+    const glm::vec3& d = ray.getDirection();
+    return std::fabs(d.x) >= 1e-30f && std::fabs(d.y) >= 1e-30f && std::fabs(d.z) >= 1e-30f && std::isfinite(o.x) &&
+           std::isfinite(o.y) && std::isfinite(o.z);
 }
 
 } // namespace
@@ -432,22 +360,18 @@ void PrimitiveSearch::Refresh(const BufferGeometry& geometry)
         ++m_Builds;
     }
     m_LeafVertices.clear();
-    m_LeafTriangles.clear();
+    m_Triangles.Clear();
     if (view.verticesPerPrimitive == 3 && view.type == PRIMITIVE_TRIANGLES && view.packedFloat) {
-        // Triangle lists: the fast search reads the triangles' vertex
-        // numbers in leaf order, next to each other, instead of through the
-        // primitive number and the index.
+        // Triangle lists: the fast search walks the four-wide form of the
+        // tree and reads each triangle, ready for the test, in leaf order.
         const auto& prims = m_Tree.GetPrimitiveIndices();
-        const std::size_t count = prims.size();
-        m_LeafTriangles.resize(count * 3);
-        uint32_t* out = m_LeafTriangles.data();
         view.WithVertexNumbers([&](const auto& vertexOf) {
-            for (std::size_t k = 0; k < count; ++k) {
+            m_Triangles.Build(m_Tree, [&](std::size_t k, glm::vec3& a, glm::vec3& b, glm::vec3& c) {
                 const std::size_t e = 3 * std::size_t(prims[k]);
-                out[3 * k] = vertexOf(e);
-                out[3 * k + 1] = vertexOf(e + 1);
-                out[3 * k + 2] = vertexOf(e + 2);
-            }
+                std::memcpy(&a, view.base + std::size_t(vertexOf(e)) * view.stride, sizeof(a));
+                std::memcpy(&b, view.base + std::size_t(vertexOf(e + 1)) * view.stride, sizeof(b));
+                std::memcpy(&c, view.base + std::size_t(vertexOf(e + 2)) * view.stride, sizeof(c));
+            });
         });
     } else if (view.verticesPerPrimitive == 1 || view.verticesPerPrimitive == 2) {
         const auto& prims = m_Tree.GetPrimitiveIndices();
@@ -477,9 +401,15 @@ IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray&
     if (m_Tree.IsEmpty() || view.verticesPerPrimitive == 0)
         return IntersectPoint();
 
-    if (view.type == PRIMITIVE_TRIANGLES && view.packedFloat && FastSlab::Usable(ray)) {
-        NearestTriangle(m_Tree, m_LeafTriangles.data(), view.base, view.stride, ray, best);
-        return ToIntersect(view, best);
+    if (view.type == PRIMITIVE_TRIANGLES && view.packedFloat && FastRay(ray) && !m_Triangles.IsEmpty()) {
+        float t = best.t;
+        uint32_t slot = TriangleTree::kNone;
+        if (m_Triangles.Nearest(ray.getOrigin(), ray.getDirection(), m_Tree.GetPrimitiveIndices().data(), t, slot,
+                                best.dist2 > 0.0f)) {
+            if (slot != TriangleTree::kNone)
+                best.Offer(0.0f, t, m_Tree.GetPrimitiveIndices()[slot], ray.getPoint(t));
+            return ToIntersect(view, best);
+        }
     }
 
     const Bvh::NodeArray& nodes = m_Tree.GetNodes();

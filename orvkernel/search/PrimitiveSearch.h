@@ -12,6 +12,7 @@
 #include <orvkernel/geometry/BufferGeometry.h>
 #include <orvkernel/search/Bvh.h>
 #include <orvkernel/search/IntersectPoint.h>
+#include <orvkernel/search/TriangleTree.h>
 
 namespace orvcore {
 
@@ -45,8 +46,8 @@ private:
     // leaf's vertices share cache lines instead of being gathered through
     // the index (1 vertex per point, 2 per segment).
     LargeVector<glm::vec3> m_LeafVertices;
-    // Triangle lists: each tree slot's three vertex numbers, in leaf order.
-    LargeVector<uint32_t> m_LeafTriangles;
+    // Triangle lists: the tree's four-wide form and its triangles in leaf order.
+    TriangleTree m_Triangles;
     // Weak references identify the attributes by ownership, not by address.
     std::weak_ptr<BufferAttribute> m_Positions;
     uint32_t m_PositionsVersion = 0;

@@ -1,0 +1,85 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include <glm/vec3.hpp>
+
+#include <orvcommon/LargePageAllocator.h>
+#include <orvkernel/search/Bvh.h>
+
+namespace orvcore {
+
+/// The ray-walk form of a triangle list's `Bvh`: the binary tree collapsed
+/// into nodes of up to four children whose boxes are tested together, and
+/// the triangles stored in leaf order as a corner and two edges, ready for
+/// the intersection test. Made from the binary tree after every build or
+/// refit; the binary tree stays the one that is built and refitted.
+///
+/// `Nearest` gives the same answer as testing every triangle of the tree:
+/// the smallest ray parameter, ties to the smaller triangle number.
+class TriangleTree {
+public:
+    /// A node: the children's boxes in lanes (min x, max x, min y, max y,
+    /// min z, max z; four children each), so that one SIMD operation tests a
+    /// plane of all four. A child with `count[k] > 0` is a leaf of
+    /// `count[k]` triangle slots from `child[k]`; with 0, `child[k]` is a
+    /// node number, or `kNone` for an empty lane (whose box is empty).
+    struct alignas(64) Node {
+        float bounds[6][4];
+        uint32_t child[4];
+        uint32_t count[4];
+    };
+    static constexpr uint32_t kNone = 0xffffffffu;
+
+    /// A triangle as the test reads it: corner a and the edges b - a, c - a.
+    struct Triangle {
+        glm::vec3 a, e1, e2;
+    };
+
+    /// Collapses `tree` and fills the triangle slots: `corners(slot, a, b,
+    /// c)` gives the corners of the triangle in leaf slot `slot`.
+    template <typename CornerFn>
+    void Build(const Bvh& tree, CornerFn&& corners);
+    void Clear();
+    bool IsEmpty() const { return m_Nodes.empty(); }
+    const LargeVector<Node, 64>& GetNodes() const { return m_Nodes; }
+
+    /// Nearest hit of the ray (`direction` without a zero or denormal
+    /// component, `origin` finite) with a ray parameter of at least 0.
+    /// `bestT`/`bestSlot` carry the best so far (`kNone`: none) and are
+    /// lowered on a better hit; `acceptFirst` says whether the first hit
+    /// wins whatever its parameter. Returns false when the walk could not
+    /// finish (a tree too deep for its stack), the caller then asks another
+    /// way.
+    bool Nearest(const glm::vec3& origin, const glm::vec3& direction, const uint32_t* primitives, float& bestT,
+                 uint32_t& bestSlot, bool acceptFirst) const;
+
+private:
+    uint32_t Collapse(const Bvh::NodeArray& nodes, uint32_t binary);
+
+    LargeVector<Node, 64> m_Nodes;
+    LargeVector<Triangle> m_Triangles;
+    glm::vec3 m_RootMin{0.0f}, m_RootMax{0.0f};
+};
+
+template <typename CornerFn>
+void TriangleTree::Build(const Bvh& tree, CornerFn&& corners)
+{
+    Clear();
+    if (tree.IsEmpty())
+        return;
+    const Bvh::NodeArray& nodes = tree.GetNodes();
+    m_RootMin = nodes[0].min;
+    m_RootMax = nodes[0].max;
+    Collapse(nodes, 0);
+    const std::size_t slots = tree.GetPrimitiveIndices().size();
+    m_Triangles.resize(slots);
+    glm::vec3 a, b, c;
+    for (std::size_t k = 0; k < slots; ++k) {
+        corners(k, a, b, c);
+        m_Triangles[k] = Triangle{a, b - a, c - a};
+    }
+}
+
+} // namespace orvcore

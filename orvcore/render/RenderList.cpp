@@ -101,21 +101,73 @@ MaterialInstance* ResolveMaterial(const RenderItem& item, const std::shared_ptr<
 }
 } // namespace
 
+std::size_t RenderList::RunLength(std::size_t first, MaterialInstance* material) const
+{
+    // Only opaque items are drawn as runs; blended ones keep their draws.
+    const RenderItem& head = GetAt(first);
+    if (!head.GetPrimitive() || !head.GetGeometry() || (material && material->IsTransparent()))
+        return 1;
+    const BufferGeometry* geometry = head.GetGeometry();
+    std::size_t last = first + 1;
+    while (last < m_Count) {
+        const RenderItem& next = GetAt(last);
+        if (!next.GetPrimitive() || next.GetGeometry() != geometry ||
+            ResolveMaterial(next, m_Material) != material)
+            break;
+        ++last;
+    }
+    return last - first;
+}
+
+void RenderList::DrawRun(RenderDevice* device, std::size_t first, std::size_t count) const
+{
+    const RenderItem& head = GetAt(first);
+    if (count == 1) {
+        device->Draw(head.GetPrimitive(), head.GetTransform());
+        return;
+    }
+    if (m_RunTransforms.size() < count)
+        m_RunTransforms.resize(count);
+    for (std::size_t i = 0; i < count; ++i)
+        m_RunTransforms[i] = GetAt(first + i).GetTransform();
+    device->DrawInstanced(head.GetPrimitive(), m_RunTransforms.data(), static_cast<uint32_t>(count));
+}
+
 void RenderList::Render(RenderDevice* device) const
 {
-    for (uint64_t i = 0; i < m_Count; ++i) {
-        const RenderItem& item = GetAt(i);
-        device->_ActiveMaterial(ResolveMaterial(item, m_Material));
-        device->Draw(item.GetPrimitive(), item.GetTransform());
+    if (!device->SupportsInstancing()) {
+        for (uint64_t i = 0; i < m_Count; ++i) {
+            const RenderItem& item = GetAt(i);
+            device->_ActiveMaterial(ResolveMaterial(item, m_Material));
+            device->Draw(item.GetPrimitive(), item.GetTransform());
+        }
+        return;
+    }
+    for (std::size_t i = 0; i < m_Count;) {
+        MaterialInstance* material = ResolveMaterial(GetAt(i), m_Material);
+        device->_ActiveMaterial(material);
+        const std::size_t run = RunLength(i, material);
+        DrawRun(device, i, run);
+        i += run;
     }
 }
 
 void RenderList::Render(RenderDevice* device, LightManager* lights) const
 {
-    for (uint64_t i = 0; i < m_Count; ++i) {
-        const RenderItem& item = GetAt(i);
-        lights->ActiveMaterial(device, ResolveMaterial(item, m_Material));
-        device->Draw(item.GetPrimitive(), item.GetTransform());
+    if (!device->SupportsInstancing()) {
+        for (uint64_t i = 0; i < m_Count; ++i) {
+            const RenderItem& item = GetAt(i);
+            lights->ActiveMaterial(device, ResolveMaterial(item, m_Material));
+            device->Draw(item.GetPrimitive(), item.GetTransform());
+        }
+        return;
+    }
+    for (std::size_t i = 0; i < m_Count;) {
+        MaterialInstance* material = ResolveMaterial(GetAt(i), m_Material);
+        lights->ActiveMaterial(device, material);
+        const std::size_t run = RunLength(i, material);
+        DrawRun(device, i, run);
+        i += run;
     }
 }
 

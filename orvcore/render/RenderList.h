@@ -39,7 +39,11 @@ public:
     void SortTransparentItems();
 
     /// Each item with its own material: the override, else the primitive's,
-    /// else the list's default; activated anew for every item.
+    /// else the list's default; activated anew for every item. On a device
+    /// that supports instancing, activated once per run instead: a run is a
+    /// stretch of consecutive items of one geometry and one material that
+    /// is not transparent, handed to the device as one `DrawInstanced` (in
+    /// list order, so the image is that of single draws).
     void Render(RenderDevice* device) const;
     /// The same, activating through the light manager (lit).
     void Render(RenderDevice* device, LightManager* lights) const;
@@ -59,6 +63,10 @@ public:
 
 private:
     void SortBy(bool descending);
+    /// Items from position `first` that can be drawn with it as one run
+    /// under `material` (at least 1).
+    std::size_t RunLength(std::size_t first, MaterialInstance* material) const;
+    void DrawRun(RenderDevice* device, std::size_t first, std::size_t count) const;
 
     uint64_t m_Count = 0;
     std::shared_ptr<MaterialInstance> m_Material;
@@ -69,6 +77,8 @@ private:
     std::vector<float> m_Keys32;
     // Sort scratch: (key bits, slot) pairs, reused.
     std::vector<std::pair<uint32_t, uint32_t>> m_Keys;
+    // Model matrices of the run being drawn, gathered for the device; reused.
+    mutable std::vector<glm::mat4> m_RunTransforms;
 };
 
 } // namespace orvcore

@@ -35,6 +35,10 @@ struct RenderSettings {
     /// sizes and line widths, given in logical pixels, are multiplied by it.
     /// Set before drawing (the renderer sets its own at `Initialize`).
     float DpiScaling = 1.0f;
+    /// `DrawInstanced` draws a run in one instanced call where the device
+    /// and the material's program can; off, every instance is its own draw
+    /// (the same image, for comparison and for drivers that misbehave).
+    bool Instancing = true;
 };
 
 /// The GPU device the renderer draws through. Draw calls use the current
@@ -83,6 +87,14 @@ public:
 
     /// Draws a primitive with a model matrix and the current material.
     virtual void Draw(PrimitiveShape* primitive, const glm::mat4& transform) = 0;
+    /// Draws a primitive once per model matrix, in the order given, with
+    /// the current material: the same pixels as `count` calls of `Draw`.
+    /// This base form makes those calls; a device may draw the run at once.
+    virtual void DrawInstanced(PrimitiveShape* primitive, const glm::mat4* transforms, uint32_t count);
+    /// Whether callers should hand runs to `DrawInstanced` (false here:
+    /// such a device gets every item as its own `Draw`, each after its
+    /// material's activation).
+    virtual bool SupportsInstancing() const { return false; }
     /// Draws `count` elements of a geometry from `start` with the current
     /// program (0 and 0: all of them).
     virtual void Draw(BufferGeometry* geometry, uint32_t start, uint32_t count) = 0;

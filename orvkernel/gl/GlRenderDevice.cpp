@@ -61,8 +61,8 @@ GlRenderDevice::~GlRenderDevice()
         FreeTarget(entry.second);
     const GLuint arrays[] = {m_PointArray, m_QuadArray};
     glDeleteVertexArrays(2, arrays);
-    const GLuint buffers[] = {m_PointBuffer, m_QuadBuffer};
-    glDeleteBuffers(2, buffers);
+    const GLuint buffers[] = {m_PointBuffer, m_QuadBuffer, m_InstanceBuffer};
+    glDeleteBuffers(3, buffers);
     const GLuint textures[] = {m_WhiteTexture, m_BlackCube};
     glDeleteTextures(2, textures);
     if (m_ReadFramebuffer) {

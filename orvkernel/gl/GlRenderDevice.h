@@ -8,6 +8,7 @@
 #include <unordered_map>
 #include <unordered_set>
 
+#include <glm/mat3x3.hpp>
 #include <glm/mat4x4.hpp>
 
 #include <orvkernel/device/RenderDevice.h>
@@ -122,6 +123,16 @@ public:
     void ActiveTexture(uint32_t unit, const std::shared_ptr<RenderTarget>& target, uint32_t attachment) override;
 
     void Draw(PrimitiveShape* primitive, const glm::mat4& transform) override;
+    /// One instanced call (glDrawElementsInstanced / glDrawArraysInstanced)
+    /// for the whole run, the model-view and normal matrices of each
+    /// instance read from a per-frame instance buffer, when the settings
+    /// allow it and the program takes them (the library's programs that
+    /// read "modelViewMatrix" through `ModelViewMatrix()` and not
+    /// "modelMatrix"; thin lines, not the wide-line geometry shader);
+    /// otherwise one `Draw` per instance.
+    void DrawInstanced(PrimitiveShape* primitive, const glm::mat4* transforms, uint32_t count) override;
+    /// `RenderSettings::Instancing`.
+    bool SupportsInstancing() const override { return GetSettings().Instancing; }
     void Draw(BufferGeometry* geometry, uint32_t start, uint32_t count) override;
     void DrawPoint(const glm::vec3& position) override;
     void DrawScreenQuad() override;
@@ -233,8 +244,22 @@ private:
     /// Draws elements of a geometry with the current program.
     /// A null model keeps the model uniforms as they are (identity from the
     /// activation, or what the caller set on the program since).
+    /// With `instances` (byte offset into the instance buffer, count), one
+    /// instanced call with the instance attributes bound.
+    struct InstanceRun {
+        std::size_t offset = 0;
+        uint32_t count = 0;
+    };
     void DrawGeometry(BufferGeometry& geometry, const std::shared_ptr<BufferGeometry>& owner, uint32_t start,
-                      uint32_t count, const glm::mat4* model);
+                      uint32_t count, const glm::mat4* model, const InstanceRun* instances = nullptr);
+    /// Whether the current program and material can draw a primitive type
+    /// instanced.
+    bool CanDrawInstanced(uint32_t primitiveType) const;
+    /// Writes a run's instance matrices into the instance buffer; false
+    /// (warned) when the buffer cannot be written.
+    bool UploadInstances(const glm::mat4* transforms, uint32_t count, std::size_t& offset);
+    /// Points the instance attributes of the bound vertex array at a run.
+    void BindInstanceAttributes(std::size_t offset, bool enable);
     /// Brings a geometry's buffers up to date; false (warned) when it cannot
     /// be drawn.
     bool SyncGeometry(BufferGeometry& geometry, GeometryEntry& entry);
@@ -248,6 +273,9 @@ private:
     /// Model, model-view and normal matrices for a model matrix under the
     /// current camera.
     void SetModelUniforms(GlShaderProgram& program, const glm::mat4& model);
+    /// Inverse transpose of a model-view's linear part (the part itself
+    /// when singular or not finite).
+    static glm::mat3 NormalMatrix(const glm::mat4& modelView);
     GlShaderProgram* GetRawProgram(const RawShader& shader);
 
     /// The GL texture of a texture (uploaded when new or changed); 0 when it
@@ -325,6 +353,13 @@ private:
     unsigned int m_ReadWidth = 0;
     unsigned int m_ReadHeight = 0;
     unsigned int m_ReadFormat = 0;
+
+    // Per-instance model-view (mat4) and normal (mat3) matrices of the runs
+    // drawn instanced: written at rising offsets, orphaned when full (a
+    // buffer a queued draw still reads is never overwritten), grown only.
+    unsigned int m_InstanceBuffer = 0;
+    std::size_t m_InstanceCapacity = 0;
+    std::size_t m_InstanceOffset = 0;
 
     uint64_t m_UploadCount = 0;
     uint64_t m_UploadedBytes = 0;

@@ -259,7 +259,8 @@ void GlRenderDevice::PrepareDraw(uint32_t primitiveType, const glm::mat4* model,
 }
 
 void GlRenderDevice::DrawGeometry(BufferGeometry& geometry, const std::shared_ptr<BufferGeometry>& owner,
-                                  uint32_t start, uint32_t count, const glm::mat4* model)
+                                  uint32_t start, uint32_t count, const glm::mat4* model,
+                                  const InstanceRun* instances)
 {
     if (!CanDraw())
         return;
@@ -311,14 +312,24 @@ void GlRenderDevice::DrawGeometry(BufferGeometry& geometry, const std::shared_pt
 
     PrepareDraw(type, model, entry.attributes[ATTRIBUTE_LINE_DISTANCE].buffer != 0);
     m_State.BindVertexArray(entry.vertexArray);
+    if (instances)
+        BindInstanceAttributes(instances->offset, true);
     if (indexed) {
         const bool wide = geometry.GetIndex()->GetDataType() == DATA_TYPE_UNSIGNED_INT;
         const std::size_t offset = std::size_t(start) * (wide ? 4u : 2u);
-        glDrawElements(GLenum(type), GLsizei(drawn), wide ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT,
-                       reinterpret_cast<const void*>(offset));
+        const GLenum indexType = wide ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT;
+        if (instances)
+            glDrawElementsInstanced(GLenum(type), GLsizei(drawn), indexType, reinterpret_cast<const void*>(offset),
+                                    GLsizei(instances->count));
+        else
+            glDrawElements(GLenum(type), GLsizei(drawn), indexType, reinterpret_cast<const void*>(offset));
+    } else if (instances) {
+        glDrawArraysInstanced(GLenum(type), GLint(start), GLsizei(drawn), GLsizei(instances->count));
     } else {
         glDrawArrays(GLenum(type), GLint(start), GLsizei(drawn));
     }
+    if (instances)
+        BindInstanceAttributes(0, false);
     ++m_DrawCount;
 }
 

@@ -22,9 +22,7 @@
 
 namespace orvcore {
 
-namespace {
-
-glm::mat3 NormalMatrix(const glm::mat4& modelView)
+glm::mat3 GlRenderDevice::NormalMatrix(const glm::mat4& modelView)
 {
     const glm::mat3 linear(modelView);
     const float determinant = glm::determinant(linear);
@@ -32,8 +30,6 @@ glm::mat3 NormalMatrix(const glm::mat4& modelView)
         return linear;
     return glm::transpose(glm::inverse(linear));
 }
-
-} // namespace
 
 // --- programs and materials ---
 

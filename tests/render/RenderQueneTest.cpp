@@ -6,6 +6,9 @@
 #include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 
+#include <tuple>
+
+#include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 #include <orvkernel/light/LightManager.h>
 #include <orvkernel/material/BasicMaterial.h>
@@ -235,4 +238,64 @@ TEST(PrepareSelectionVisitor, PickedMembersHiddenNodesAndFrustum)
     context.items.clear();
     visitor.Apply(PickedItem(far.get(), IntersectPoint(SHAPE_FILTER_FACE, 0, glm::vec3(0.0f), 0.0f)));
     EXPECT_TRUE(context.items.empty());
+}
+
+namespace {
+
+// Records runs as "Instanced(<primitive id>,<count>)" and says it takes them.
+class InstancingDevice : public orvtest::RecordingDevice {
+public:
+    bool SupportsInstancing() const override { return true; }
+    void DrawInstanced(PrimitiveShape* p, const glm::mat4* transforms, uint32_t count) override
+    {
+        calls.push_back("Instanced(" + std::to_string(p->GetObjectId()) + "," + std::to_string(count) + ")");
+        for (uint32_t i = 0; i < count; ++i)
+            xs.push_back(transforms[i][3][0]);
+    }
+    std::vector<float> xs; // translation x of every instance, in draw order
+};
+
+} // namespace
+
+TEST(RenderList, RunsOfOneGeometryAndMaterialGoToTheDeviceInListOrder)
+{
+    InstancingDevice device;
+    RenderStyle style;
+    style.InitializeForModel();
+    RenderQuene queue;
+    queue.Initialize(style);
+    auto grey = MeshPhongMaterial::Create("grey");
+    auto red = MeshPhongMaterial::Create("red");
+    auto box = Shape(PRIMITIVE_TRIANGLES, grey);
+    auto twin = Shape(PRIMITIVE_TRIANGLES, grey); // another primitive of the same geometry
+    twin->SetGeometry(box->GetGeometry());
+    auto other = Shape(PRIMITIVE_TRIANGLES, grey); // same material, own geometry
+    auto clear = Shape(PRIMITIVE_TRIANGLES, Transparent("clear"));
+    ModelRenderContext context(nullptr, &queue);
+    // Face keys rise with x: box, twin, box (red override), box, other; two see-through.
+    const std::vector<std::tuple<std::shared_ptr<PrimitiveShape>, MaterialInstance*, float>> items{
+        {box, nullptr, 1}, {twin, nullptr, 2}, {box, red.get(), 3}, {box, nullptr, 4},
+        {other, nullptr, 5}, {clear, nullptr, 6}, {clear, nullptr, 7}};
+    for (const auto& [p, m, x] : items) {
+        RenderItem item(p.get(), m, glm::translate(glm::mat4(1.0f), glm::vec3(x, 0, 0)), x);
+        context.AddItem(item);
+    }
+    queue.Sort();
+    queue.Render(&device);
+    const std::string boxRun = "Instanced(" + std::to_string(box->GetObjectId()) + ",2)";
+    EXPECT_EQ(device.CallsWithout("SetUniform"),
+              (Texts{"SetPolygonOffset(1,1,1)", "_ActiveMaterial(grey)", boxRun, "_ActiveMaterial(red)", DrawOf(box),
+                     "_ActiveMaterial(grey)", DrawOf(box), "_ActiveMaterial(grey)", DrawOf(other),
+                     "SetPolygonOffset(0,0,0)", "_ActiveMaterial(clear)", DrawOf(clear), "_ActiveMaterial(clear)",
+                     DrawOf(clear)}));
+    EXPECT_EQ(device.xs, (std::vector<float>{1, 2}));
+
+    // The same with lights: one activation per run through the light manager.
+    device.Clear();
+    device.xs.clear();
+    LightManager lights;
+    queue.Render(&device, &lights);
+    EXPECT_EQ(device.Count("Instanced("), 1u);
+    EXPECT_EQ(device.Count("Draw("), 5u);
+    EXPECT_EQ(device.xs, (std::vector<float>{1, 2}));
 }

@@ -2,7 +2,7 @@
 
 void main()
 {
-    vec4 viewPosition = modelViewMatrix * vec4(position, 1.0);
+    vec4 viewPosition = ModelViewMatrix() * vec4(position, 1.0);
     PassVaryings(viewPosition);
     gl_Position = projectionMatrix * viewPosition;
     gl_PointSize = pointSize;

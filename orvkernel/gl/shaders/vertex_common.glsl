@@ -1,5 +1,6 @@
 // Declarations shared by every vertex shader: the attribute slots of
-// BufferGeometry, the camera uniforms the device sets per draw, and the
+// BufferGeometry, the camera uniforms the device sets per draw (or the
+// instance attributes of an instanced draw), and the
 // varyings block that the line geometry shader and the fragment shaders read.
 layout(location = 0) in vec3 position;
 layout(location = 1) in vec3 normal;
@@ -15,6 +16,15 @@ uniform mat3 normalMatrix;
 uniform vec2 viewportSize;
 uniform float pointSize;
 
+// Instanced draws ("instanced" 1) take each instance's model-view and
+// normal matrices from per-instance attributes instead of the uniforms.
+layout(location = 8) in mat4 instanceModelView;
+layout(location = 12) in mat3 instanceNormalMatrix;
+uniform int instanced;
+
+mat4 ModelViewMatrix() { return instanced != 0 ? instanceModelView : modelViewMatrix; }
+mat3 NormalMatrix() { return instanced != 0 ? instanceNormalMatrix : normalMatrix; }
+
 out Varyings {
     vec4 color;
     vec2 uv;
@@ -28,7 +38,7 @@ void PassVaryings(vec4 viewPosition)
 {
     vOut.color = color;
     vOut.uv = uv;
-    vOut.normal = normalMatrix * normal;
+    vOut.normal = NormalMatrix() * normal;
     vOut.viewPosition = viewPosition.xyz;
     vOut.lineDistance = lineDistance;
 }

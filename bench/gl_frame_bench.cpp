@@ -82,17 +82,23 @@ private:
 };
 
 // 100 x 100 boxes with their edges; every box node has its own geometry, as
-// imported parts would.
-std::shared_ptr<SceneManager> Cell()
+// imported parts would, or (`shared`) all of them the same box and edges,
+// as repeated parts (fasteners, rack units) would: the device then draws
+// each sorted run of them as one instanced call.
+std::shared_ptr<SceneManager> Cell(bool shared = false)
 {
     auto manager = std::make_shared<SceneManager>(kWidth, kHeight);
     auto face = MeshPhongMaterial::Create("bench.face");
     auto edge = BasicMaterial::Create("bench.edge");
     edge->SetColor(glm::vec3(0.1f));
+    const auto box = GeometryBuilder::CreateBox(glm::vec3(8.0f));
+    const auto boxEdges = GeometryBuilder::CreateBoxEdges(glm::vec3(8.0f));
     for (int i = 0; i < 10000; ++i) {
         auto shape = std::make_shared<CompoundShape>();
-        shape->AddPrimitive(std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(8.0f)), face));
-        shape->AddPrimitive(std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBoxEdges(glm::vec3(8.0f)), edge));
+        shape->AddPrimitive(std::make_shared<PrimitiveShape>(
+            shared ? box : GeometryBuilder::CreateBox(glm::vec3(8.0f)), face));
+        shape->AddPrimitive(std::make_shared<PrimitiveShape>(
+            shared ? boxEdges : GeometryBuilder::CreateBoxEdges(glm::vec3(8.0f)), edge));
         auto node = std::make_shared<ShapeSceneNode>(shape);
         node->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(float(i % 100) * 10.0f, float(i / 100) * 10.0f, 4.0f)));
         manager->GetScene()->AddNode(node);
@@ -108,9 +114,24 @@ std::shared_ptr<SceneManager> Cell()
 // 1, the device's default), the view cube overlay; or the model with one
 // box moved every frame, alone and with the contact shadow (whose map is
 // then drawn every frame: an unchanged model keeps its map).
-enum Extra : int64_t { kPlain = 0, kContactShadow = 1, kViewCube = 2, kMoving = 3, kMovingContactShadow = 4 };
-const char* const kExtraNames[] = {"", " + contact shadow", " + view cube", ", one box moving",
-                                   ", one box moving + contact shadow"};
+// Shared geometry (5, 6) is the plain model with one box and edge geometry
+// for all nodes, drawn instanced (5) or one by one (6: instancing off).
+enum Extra : int64_t {
+    kPlain = 0,
+    kContactShadow = 1,
+    kViewCube = 2,
+    kMoving = 3,
+    kMovingContactShadow = 4,
+    kShared = 5,
+    kSharedNoInstancing = 6
+};
+const char* const kExtraNames[] = {"",
+                                   " + contact shadow",
+                                   " + view cube",
+                                   ", one box moving",
+                                   ", one box moving + contact shadow",
+                                   ", shared geometry",
+                                   ", shared geometry, instancing off"};
 
 template <typename AfterFirstFrame>
 void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_ptr<SceneManager>& manager,
@@ -120,6 +141,7 @@ void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_
     renderer.Initialize(manager);
     renderer.SetViewCondinateType(extra == kViewCube ? Cube : NoWidget);
     device.GetSettings().ContactShadow = extra == kContactShadow || extra == kMovingContactShadow;
+    device.GetSettings().Instancing = extra != kSharedNoInstancing;
     SceneNode* moving = manager->GetScene()->GetNodes().begin()->second.get();
     bool raised = false;
     BasicPipeline pipeline;
@@ -147,10 +169,18 @@ void BM_GlFrame10kBoxes(benchmark::State& state)
         return;
     }
     GlRenderDevice device(context->GetFramebuffer(), kWidth, kHeight);
-    auto manager = Cell();
-    uint64_t afterFirst = 0;
     const Extra extra = Extra(state.range(1));
-    RunFrames(state, device, manager, [&] { afterFirst = device.GetUploadCount(); }, extra);
+    auto manager = Cell(extra == kShared || extra == kSharedNoInstancing);
+    uint64_t afterFirst = 0;
+    uint64_t drawsAfterFirst = 0;
+    RunFrames(
+        state, device, manager,
+        [&] {
+            afterFirst = device.GetUploadCount();
+            drawsAfterFirst = device.GetDrawCount();
+        },
+        extra);
+    state.counters["draws_per_frame"] = double(device.GetDrawCount() - drawsAfterFirst) / double(state.iterations());
     // Buffer uploads made by the frames after the first (the scene does not change).
     state.counters["uploads_per_frame"] = double(device.GetUploadCount() - afterFirst) / double(state.iterations());
     state.SetLabel(context->GetRendererName() + kExtraNames[extra]);
@@ -169,7 +199,8 @@ void BM_LibraryFrame10kBoxes(benchmark::State& state)
 } // namespace
 
 // extra: 0 the model alone, 1 with the contact shadow, 2 with the view cube,
-// 3 one box moving, 4 one box moving with the contact shadow.
+// 3 one box moving, 4 one box moving with the contact shadow, 5 all boxes
+// of one shared geometry, 6 the same with instancing off.
 BENCHMARK(BM_GlFrame10kBoxes)
     ->ArgNames({"samples", "extra"})
     ->Args({1, kPlain})
@@ -178,6 +209,8 @@ BENCHMARK(BM_GlFrame10kBoxes)
     ->Args({4, kViewCube})
     ->Args({4, kMoving})
     ->Args({4, kMovingContactShadow})
+    ->Args({4, kShared})
+    ->Args({4, kSharedNoInstancing})
     ->Unit(benchmark::kMillisecond)
     ->MinTime(2.0)
     ->UseRealTime()

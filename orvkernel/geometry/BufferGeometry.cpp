@@ -111,6 +111,15 @@ void BufferGeometry::ComputeBoundingBoxImpl() const
         m_BoundingBox.setExtents(lo, hi);
 }
 
+void BufferGeometry::SetBoundingBox(const AxisAlignedBox& box)
+{
+    const BufferAttribute* positions = m_Attributes[ATTRIBUTE_POSITION].get();
+    m_BoundingBox = box;
+    m_BoxSource = positions;
+    m_BoxVersion = positions ? positions->GetVersion() : 0;
+    m_BoxComputed = true;
+}
+
 const AxisAlignedBox& BufferGeometry::GetSafeBoudingBox() const
 {
     const BufferAttribute* positions = m_Attributes[ATTRIBUTE_POSITION].get();

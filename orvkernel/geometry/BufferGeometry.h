@@ -60,6 +60,11 @@ public:
     /// Recomputes the box of all vertex positions. Without positions the box
     /// is null; non-finite positions are skipped with one warning.
     void ComputeBoundingBox();
+    /// Takes `box` as the box of the current positions, for builders that
+    /// know it without a pass over them (a flat plane, lines over another
+    /// geometry's vertices); kept until the positions change like a computed
+    /// one.
+    void SetBoundingBox(const AxisAlignedBox& box);
     /// The box as last computed.
     const AxisAlignedBox& GetBoundingBox() const { return m_BoundingBox; }
     /// The box, computed first when it was never computed or the positions

@@ -3,6 +3,7 @@
 #include <orvcommon/Logger.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace orvcore {
 
@@ -15,6 +16,9 @@ ElementAttribute::ElementAttribute(const uint32_t* indices, std::size_t count)
     : m_Wide(true), m_Indices32(indices, indices + count)
 {
 }
+
+ElementAttribute::ElementAttribute(LargeVector<uint32_t>&& indices) : m_Wide(true), m_Indices32(std::move(indices)) {}
+ElementAttribute::ElementAttribute(LargeVector<uint16_t>&& indices) : m_Wide(false), m_Indices16(std::move(indices)) {}
 
 bool ElementAttribute::Set(std::size_t i, uint32_t value)
 {

@@ -21,6 +21,9 @@ public:
     explicit ElementAttribute(const std::vector<uint16_t>& indices);
     explicit ElementAttribute(const Uint32Buffer& indices);
     ElementAttribute(const uint32_t* indices, std::size_t count);
+    /// Takes over indices built in place (no copy of a large list).
+    explicit ElementAttribute(LargeVector<uint32_t>&& indices);
+    explicit ElementAttribute(LargeVector<uint16_t>&& indices);
 
     EnumDataType GetDataType() const { return m_Wide ? DATA_TYPE_UNSIGNED_INT : DATA_TYPE_UNSIGNED_SHORT; }
     std::size_t GetCount() const { return m_Wide ? m_Indices32.size() : m_Indices16.size(); }

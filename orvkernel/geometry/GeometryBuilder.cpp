@@ -4,6 +4,8 @@
 #include <orvcommon/Math.h>
 
 #include <cmath>
+#include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <glm/geometric.hpp>
@@ -202,25 +204,71 @@ std::shared_ptr<BufferGeometry> GeometryBuilder::CreatePlane(float width, float 
         return nullptr;
     }
 
-    MeshData mesh;
-    mesh.Reserve(std::size_t(nx + 1) * (ny + 1), std::size_t(nx) * ny * 6);
-    const glm::vec3 normal(0.0f, 0.0f, 1.0f);
+    // Planes of a million vertices back function plots: every attribute is
+    // written once, straight into its own store, and the index list is laid
+    // out by arithmetic and handed over without a copy.
+    const uint32_t row = nx + 1;
+    const std::size_t vertexCount = std::size_t(row) * (ny + 1);
+    auto positions = std::make_shared<BufferAttribute>(DATA_TYPE_FLOAT, 3, nullptr, vertexCount);
+    auto normals = std::make_shared<BufferAttribute>(DATA_TYPE_FLOAT, 3, nullptr, vertexCount);
+    auto uvs = std::make_shared<BufferAttribute>(DATA_TYPE_FLOAT, 2, nullptr, vertexCount);
+    float* p = reinterpret_cast<float*>(positions->GetData());
+    float* n = reinterpret_cast<float*>(normals->GetData());
+    float* t = reinterpret_cast<float*>(uvs->GetData());
     for (uint32_t j = 0; j <= ny; ++j) {
         const float v = float(j) / float(ny);
-        for (uint32_t i = 0; i <= nx; ++i) {
+        const float y = (v - 0.5f) * height;
+        for (uint32_t i = 0; i <= nx; ++i, p += 3, n += 3, t += 2) {
             const float u = float(i) / float(nx);
-            mesh.AddVertex(glm::vec3((u - 0.5f) * width, (v - 0.5f) * height, 0.0f), normal, u, v);
+            p[0] = (u - 0.5f) * width;
+            p[1] = y;
+            p[2] = 0.0f;
+            n[0] = 0.0f;
+            n[1] = 0.0f;
+            n[2] = 1.0f;
+            t[0] = u;
+            t[1] = v;
         }
     }
-    const uint32_t row = nx + 1;
-    for (uint32_t j = 0; j < ny; ++j) {
-        for (uint32_t i = 0; i < nx; ++i) {
-            const uint32_t a = j * row + i;
-            mesh.AddTriangle(a, a + 1, a + row + 1);
-            mesh.AddTriangle(a, a + row + 1, a + row);
+
+    // Two triangles per cell: (a, a + 1, a + row + 1) and (a, a + row + 1,
+    // a + row), a the cell's lower-left vertex.
+    auto fillIndices = [&](auto* out) {
+        using Index = std::remove_pointer_t<decltype(out)>;
+        for (uint32_t j = 0; j < ny; ++j) {
+            for (uint32_t i = 0; i < nx; ++i, out += 6) {
+                const uint32_t a = j * row + i;
+                out[0] = Index(a);
+                out[1] = Index(a + 1);
+                out[2] = Index(a + row + 1);
+                out[3] = Index(a);
+                out[4] = Index(a + row + 1);
+                out[5] = Index(a + row);
+            }
         }
+    };
+    const std::size_t indexCount = std::size_t(nx) * ny * 6;
+    std::shared_ptr<ElementAttribute> index;
+    if (vertexCount > 0x10000u) {
+        LargeVector<uint32_t> indices(indexCount);
+        fillIndices(indices.data());
+        index = std::make_shared<ElementAttribute>(std::move(indices));
+    } else {
+        LargeVector<uint16_t> indices(indexCount);
+        fillIndices(indices.data());
+        index = std::make_shared<ElementAttribute>(std::move(indices));
     }
-    return FinishMesh(mesh, PRIMITIVE_TRIANGLES);
+
+    auto geometry = std::make_shared<BufferGeometry>(PRIMITIVE_TRIANGLES);
+    geometry->SetAttribute(ATTRIBUTE_POSITION, positions);
+    geometry->SetAttribute(ATTRIBUTE_NORMAL, normals);
+    geometry->SetAttribute(ATTRIBUTE_UV, uvs);
+    geometry->SetIndex(index);
+    // Corners (-w/2, -h/2, 0) and (w/2, h/2, 0) exactly: u and v run from 0
+    // to 1, and (u - 0.5) x size rounds monotonically in between.
+    geometry->SetBoundingBox(AxisAlignedBox(glm::vec3(-0.5f * width, -0.5f * height, 0.0f),
+                                            glm::vec3(0.5f * width, 0.5f * height, 0.0f)));
+    return geometry;
 }
 
 std::shared_ptr<BufferGeometry> GeometryBuilder::CreateLine(const glm::vec3& start, const glm::vec3& end)

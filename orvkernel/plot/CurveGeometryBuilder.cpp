@@ -1,6 +1,7 @@
 #include <orvkernel/plot/CurveGeometryBuilder.h>
 
 #include <cmath>
+#include <utility>
 #include <vector>
 
 #include <glm/geometric.hpp>
@@ -63,26 +64,29 @@ std::shared_ptr<BufferGeometry> CurveGeometryBuilder::CreateGridLines(const Buff
     }
 
     const std::vector<uint32_t> keptRows = KeptLines(rows, stride), keptColumns = KeptLines(columns, stride);
-    std::vector<uint32_t> indices;
-    indices.reserve((keptRows.size() * (columns - 1) + keptColumns.size() * (rows - 1)) * 2);
+    // Sized once and written by arithmetic, then handed to the index list
+    // without a copy (a 1000 x 1000 grid has four million indices).
+    LargeVector<uint32_t> indices((keptRows.size() * (columns - 1) + keptColumns.size() * (rows - 1)) * 2);
+    uint32_t* out = indices.data();
     for (uint32_t j : keptRows) {
         const uint32_t first = j * columns;
-        for (uint32_t i = 0; i + 1 < columns; ++i) {
-            indices.push_back(first + i);
-            indices.push_back(first + i + 1);
+        for (uint32_t i = 0; i + 1 < columns; ++i, out += 2) {
+            out[0] = first + i;
+            out[1] = first + i + 1;
         }
     }
     for (uint32_t i : keptColumns) {
-        for (uint32_t j = 0; j + 1 < rows; ++j) {
-            indices.push_back(j * columns + i);
-            indices.push_back((j + 1) * columns + i);
+        for (uint32_t j = 0; j + 1 < rows; ++j, out += 2) {
+            out[0] = j * columns + i;
+            out[1] = (j + 1) * columns + i;
         }
     }
 
     auto geometry = std::make_shared<BufferGeometry>(PRIMITIVE_LINES);
     geometry->SetAttribute(ATTRIBUTE_POSITION, positions);
-    geometry->SetIndex(std::make_shared<ElementAttribute>(indices.data(), indices.size()));
-    geometry->ComputeBoundingBox();
+    geometry->SetIndex(std::make_shared<ElementAttribute>(std::move(indices)));
+    // The box of the shared positions, computed once for both.
+    geometry->SetBoundingBox(grid.GetSafeBoudingBox());
     return geometry;
 }
 

@@ -1,7 +1,11 @@
 #include <orvcore/plot/Matplot.h>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
+
+#include <glm/geometric.hpp>
+#include <glm/vec3.hpp>
 
 #include <orvcommon/Logger.h>
 #include <orvkernel/geometry/GeometryBuilder.h>
@@ -24,6 +28,81 @@ bool HasTooManySteps(const PlotRange& range)
         return false;
     Logger::Instance().Waring("Range has too many steps!");
     return true;
+}
+
+bool IsFinite(const glm::dvec3& v) { return std::isfinite(v.x) && std::isfinite(v.y) && std::isfinite(v.z); }
+
+glm::dvec3 Point(const float* positions, std::size_t vertex)
+{
+    const float* p = positions + vertex * 3;
+    return glm::dvec3(p[0], p[1], p[2]);
+}
+
+// Twice-area face normals of the two triangles of every cell in cell row
+// `cj` of the plane: (a, a + 1, a + row + 1) into `first[ci + 1]` and
+// (a, a + row + 1, a + row) into `second[ci + 1]`, a the cell's lower-left
+// vertex; one that is not finite is stored as zero.
+void CellRowNormals(const float* positions, uint32_t columns, uint32_t cj, glm::dvec3* first, glm::dvec3* second)
+{
+    for (uint32_t ci = 0; ci + 1 < columns; ++ci) {
+        const std::size_t a = std::size_t(cj) * columns + ci;
+        const glm::dvec3 pa = Point(positions, a), pb = Point(positions, a + 1),
+                         pc = Point(positions, a + columns + 1), pd = Point(positions, a + columns);
+        const glm::dvec3 f = glm::cross(pb - pa, pc - pa), s = glm::cross(pc - pa, pd - pa);
+        first[ci + 1] = IsFinite(f) ? f : glm::dvec3(0.0);
+        second[ci + 1] = IsFinite(s) ? s : glm::dvec3(0.0);
+    }
+}
+
+// Smooth normals of the plane grid's (columns x rows vertices) triangles,
+// as the kernel's NormalCalculator gives them: each vertex gets the
+// normalised sum of the twice-area normals of the (up to six) triangles
+// around it, those that are not finite left out, (0, 0, 1) where nothing is
+// left. The sums are gathered per vertex in the order in which the
+// calculator's triangle walk adds them, so the results are the same to the
+// bit; but the walk over the grid needs no index list, no copy of the
+// points and no per-vertex sums, only the face normals of two cell rows.
+//
+// Missing triangles (past the grid's edges, or not finite) are added as
+// zeros, which changes no sum: a sum that starts at +0 is never -0, and
+// x + 0 is x for every other x. The cell rows therefore carry a zero cell
+// at each end, and rows past the grid are all zeros.
+void ComputeGridNormals(const float* positions, float* normals, uint32_t columns, uint32_t rows)
+{
+    const std::size_t padded = std::size_t(columns) + 1;
+    // Cell rows j - 1 (below the vertex row) and j (above it); cell ci at ci + 1.
+    std::vector<glm::dvec3> belowFirst(padded), belowSecond(padded), aboveFirst(padded), aboveSecond(padded);
+    CellRowNormals(positions, columns, 0, aboveFirst.data(), aboveSecond.data());
+    for (uint32_t j = 0; j < rows; ++j) {
+        const glm::dvec3 *bf = belowFirst.data(), *bs = belowSecond.data();
+        const glm::dvec3 *af = aboveFirst.data(), *as = aboveSecond.data();
+        float* out = normals + std::size_t(j) * columns * 3;
+        for (uint32_t i = 0; i < columns; ++i, out += 3) {
+            // Triangles in the calculator's order: cell (i-1, j-1) both,
+            // (i, j-1) its second, (i-1, j) its first, (i, j) both.
+            glm::dvec3 sum(0.0);
+            sum += bf[i];
+            sum += bs[i];
+            sum += bs[i + 1];
+            sum += af[i];
+            sum += af[i + 1];
+            sum += as[i + 1];
+            const double length = glm::length(sum);
+            const glm::vec3 normal = length > 0.0 && std::isfinite(length) ? glm::vec3(sum / length)
+                                                                           : glm::vec3(0.0f, 0.0f, 1.0f);
+            out[0] = normal.x;
+            out[1] = normal.y;
+            out[2] = normal.z;
+        }
+        belowFirst.swap(aboveFirst);
+        belowSecond.swap(aboveSecond);
+        if (j + 2 < rows) {
+            CellRowNormals(positions, columns, j + 1, aboveFirst.data(), aboveSecond.data());
+        } else {
+            std::fill(aboveFirst.begin(), aboveFirst.end(), glm::dvec3(0.0));
+            std::fill(aboveSecond.begin(), aboveSecond.end(), glm::dvec3(0.0));
+        }
+    }
 }
 
 } // namespace
@@ -106,7 +185,16 @@ bool Matplot::AddSurface(const PlotRange& xRange, const PlotRange& yRange, const
         }
     }
     geometry->GetPositions()->RaiseVersion();
-    NormalCalculator::ComputeVertexNormals(*geometry);
+    // The plane comes with a normal attribute of 3 packed floats per vertex
+    // to write into; any other layout goes the calculator's general way.
+    const std::shared_ptr<BufferAttribute>& normals = geometry->GetNormals();
+    if (normals && normals->GetCount() == positions.GetCount() / 3 && normals->GetItemSize() == 3 &&
+        normals->GetDataType() == DATA_TYPE_FLOAT && normals->GetByteStride() == 12) {
+        ComputeGridNormals(positions.GetData(), reinterpret_cast<float*>(normals->GetData()), columns, rows);
+        normals->RaiseVersion();
+    } else {
+        NormalCalculator::ComputeVertexNormals(*geometry);
+    }
 
     std::shared_ptr<BufferGeometry> gridLines;
     if (withGridLines) {

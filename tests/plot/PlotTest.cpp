@@ -1,4 +1,5 @@
 #include <cmath>
+#include <cstring>
 #include <string>
 #include <vector>
 
@@ -7,6 +8,7 @@
 #include <glm/common.hpp>
 
 #include <orvcommon/Math.h>
+#include <orvkernel/geometry/NormalCalculator.h>
 #include <orvkernel/plot/CurveGeometryBuilder.h>
 #include <orvcore/plot/Matplot.h>
 #include <orvcore/plot/PaletteWidget.h>
@@ -41,6 +43,21 @@ struct Ramp : PlotSurfaceFunctor {
 // Records the flat coordinates it is handed and keeps the vertex flat.
 struct Flat : PlotSurfaceFunctor {
     glm::vec3 operator()(uint32_t, uint32_t, float x, float y) const override { return {x, y, 0.0f}; }
+};
+
+// Waves with a hole of NaN heights, a fold that makes cells of zero area
+// and a spike too high for a finite cross product.
+struct Rough : PlotSurfaceFunctor {
+    glm::vec3 operator()(uint32_t i, uint32_t j, float x, float y) const override
+    {
+        if (i == 3 && j == 2)
+            return {x, y, std::nanf("")};
+        if (i == 6 && j == 5)
+            return {x, y, 3e38f};
+        if (j == 7)
+            return {x, y - 1.0f, 0.5f}; // onto the row below
+        return {x, y, std::sin(1.3f * x) * std::cos(0.7f * y) + 0.01f * float(i * j)};
+    }
 };
 
 } // namespace
@@ -130,6 +147,45 @@ TEST(PlotTest, SurfaceReplacesEveryVertexOfTheGrid)
     ASSERT_TRUE(flat.AddSurface(PlotRange(10.0f, 14.0f, 1.0f), PlotRange(0.0f, 2.0f, 1.0f), Flat(), false));
     EXPECT_EQ(flat.GetSurface(0)->GetPositions()->GetVec3(0), glm::vec3(-2.0f, -1.0f, 0.0f));
     EXPECT_FALSE(flat.GetGridLines(0));
+}
+
+TEST(PlotTest, SurfaceEqualsTheGeneralBuilders)
+{
+    // The surface's own normal pass against the kernel's calculator over its
+    // triangles (the same to the bit, holes and folds included), and its
+    // index list laid out as the plane's two triangles per cell.
+    for (const bool large : {false, true}) {
+        SCOPED_TRACE(large ? "32-bit indices" : "16-bit indices");
+        const uint32_t columns = large ? 301 : 13, rows = large ? 220 : 10; // 66220 or 130 vertices
+        Matplot plot("rough");
+        plot.SetGridLineStride(large ? 7 : 1);
+        orvtest::LogCapture log; // the NaN heights are warned about by the box
+        ASSERT_TRUE(plot.AddSurface(PlotRange(0.0f, float(columns - 1), 1.0f), PlotRange(0.0f, float(rows - 1), 1.0f),
+                                    Rough(), true));
+        const auto& surface = plot.GetSurface(0);
+
+        auto expected = surface->Clone();
+        ASSERT_TRUE(NormalCalculator::ComputeVertexNormals(*expected));
+        const auto& normals = *surface->GetNormals();
+        for (uint32_t v = 0; v < columns * rows; ++v) {
+            const glm::vec3 n = normals.GetVec3(v), e = expected->GetNormals()->GetVec3(v);
+            ASSERT_EQ(std::memcmp(&n, &e, sizeof n), 0) << "vertex " << v;
+        }
+        EXPECT_EQ(normals.GetVec3(2 * columns + 3), glm::vec3(0.0f, 0.0f, 1.0f)); // all its triangles are NaN
+        EXPECT_EQ(surface->GetUVs()->GetVec2(columns + 1), glm::vec2(1.0f / float(columns - 1), 1.0f / float(rows - 1)));
+
+        const auto& index = *surface->GetIndex();
+        ASSERT_EQ(index.GetCount(), std::size_t(columns - 1) * (rows - 1) * 6);
+        EXPECT_EQ(index.GetDataType(), large ? DATA_TYPE_UNSIGNED_INT : DATA_TYPE_UNSIGNED_SHORT);
+        const uint32_t cell[6] = {0, 1, columns + 1, 0, columns + 1, columns};
+        for (std::size_t k = 0; k < index.GetCount(); ++k) {
+            const uint32_t a = uint32_t(k / 6 / (columns - 1) * columns + k / 6 % (columns - 1));
+            ASSERT_EQ(index.Get(k), a + cell[k % 6]) << "index " << k;
+        }
+
+        const auto& grid = *plot.GetGridLines(0)->GetIndex();
+        EXPECT_EQ(grid.Get(grid.GetCount() - 1), columns * rows - 1); // the last column is drawn
+    }
 }
 
 TEST(PlotTest, SurfaceRangesAreCheckedXFirst)

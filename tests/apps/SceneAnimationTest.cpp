@@ -11,6 +11,8 @@
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 
+#include "LoadedScene.h"
+
 #include <orvkernel/texture/ImageTexture2D.h>
 #include <orvcore/scene/GroupSceneNode.h>
 
@@ -21,12 +23,7 @@ namespace {
 
 const std::string kRoot = ORVCORE_SOURCE_DIR;
 
-struct Loaded {
-    std::unique_ptr<orvcore::SceneManager> manager = std::make_unique<orvcore::SceneManager>(800, 600);
-    orvrender::SceneInfo info;
-    std::string error;
-    bool ok = false;
-};
+using Loaded = orvtest::LoadedScene;
 
 Loaded Load(const std::string& animations)
 {

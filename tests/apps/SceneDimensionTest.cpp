@@ -6,16 +6,12 @@
 #include <orvcore/dimension/AlignedDimensionNode.h>
 #include <orvcore/dimension/LinearDimensionNode.h>
 
+#include "LoadedScene.h"
 #include "LogCapture.h"
 
 namespace {
 
-struct Loaded {
-    std::unique_ptr<orvcore::SceneManager> manager = std::make_unique<orvcore::SceneManager>(800, 600);
-    orvrender::SceneInfo info;
-    std::string error;
-    bool ok = false;
-};
+using Loaded = orvtest::LoadedScene;
 
 Loaded Load(const std::string& nodes)
 {

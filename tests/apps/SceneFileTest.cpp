@@ -14,6 +14,7 @@
 #include <orvcore/scene/TagNode2D.h>
 #include <orvcore/widget/PlanarGridWidget.h>
 
+#include "LoadedScene.h"
 #include "LogCapture.h"
 
 namespace {
@@ -22,19 +23,9 @@ using orvcore::PlanarGridWidget;
 
 const std::string kRoot = ORVCORE_SOURCE_DIR;
 
-struct Loaded {
-    std::unique_ptr<orvcore::SceneManager> manager = std::make_unique<orvcore::SceneManager>(800, 600);
-    orvrender::SceneInfo info;
-    std::string error;
-    bool ok = false;
-};
+using Loaded = orvtest::LoadedScene;
 
-Loaded Load(const std::string& text)
-{
-    Loaded result;
-    result.ok = orvrender::LoadSceneText(text, "scene.json", kRoot, *result.manager, result.info, result.error);
-    return result;
-}
+Loaded Load(const std::string& text) { return orvtest::LoadScene(text); }
 
 const orvcore::SceneNode* Named(const orvrender::SceneInfo& info, const std::string& name)
 {

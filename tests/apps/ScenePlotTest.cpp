@@ -12,24 +12,14 @@
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/Scene2D.h>
 
+#include "LoadedScene.h"
 #include "LogCapture.h"
 
 namespace {
 
-struct Loaded {
-    std::unique_ptr<orvcore::SceneManager> manager = std::make_unique<orvcore::SceneManager>(800, 600);
-    orvrender::SceneInfo info;
-    std::string error;
-    bool ok = false;
-};
+using Loaded = orvtest::LoadedScene;
 
-Loaded Load(const std::string& text)
-{
-    Loaded result;
-    result.ok = orvrender::LoadSceneText(text, "scene.json", ORVCORE_SOURCE_DIR, *result.manager, result.info,
-                                         result.error);
-    return result;
-}
+Loaded Load(const std::string& text) { return orvtest::LoadScene(text); }
 
 std::string Plot(const std::string& body) { return R"({"nodes": [{"type": "plot", )" + body + "}]}"; }
 

@@ -14,6 +14,7 @@
 #include <orvrender/RobotCommands.h>
 #include <orvrender/SceneFile.h>
 
+#include "LoadedScene.h"
 #include "LogCapture.h"
 
 namespace {
@@ -21,12 +22,7 @@ namespace {
 const std::string kRoot = ORVCORE_SOURCE_DIR;
 constexpr double kDeg = 3.14159265358979323846 / 180.0;
 
-struct Loaded {
-    std::unique_ptr<orvcore::SceneManager> manager = std::make_unique<orvcore::SceneManager>(800, 600);
-    orvrender::SceneInfo info;
-    std::string error;
-    bool ok = false;
-};
+using Loaded = orvtest::LoadedScene;
 
 std::unique_ptr<Loaded> LoadExample()
 {

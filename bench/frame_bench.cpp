@@ -3,6 +3,10 @@
 // nodes, runs SceneManager::UpdateWorld, collects the model queue with
 // PrepareSceneVisitor and sorts it. Heap allocations are counted through the
 // global operator new and reported per frame.
+// Two scenes: every node on one shared box shape with the coordinate grid
+// off, or every node its own shape and box geometry, as imported parts
+// are, with the manager's default grid on (its lines collected into the
+// same queue after the scenes; the renderer draws them straight away).
 #include <atomic>
 #include <cstdlib>
 #include <memory>
@@ -23,6 +27,7 @@
 #include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/SceneManager.h>
+#include <orvcore/widget/CoordinateGridWidget.h>
 
 #include "AllocationCount.h"
 
@@ -50,11 +55,17 @@ using namespace orvcore;
 
 namespace {
 
+// The scene of a frame: all nodes on one shape without the grid, or every
+// node its own shape and geometry with the grid.
+enum FrameScene : int64_t { kSharedShape = 0, kOwnShapes = 1 };
+
 void BM_FrameUpdateAndCollect(benchmark::State& state)
 {
     constexpr int kGroups = 1000, kPerGroup = 100, kNodes = kGroups * kPerGroup;
+    const bool own = state.range(0) == kOwnShapes;
     auto manager = std::make_shared<SceneManager>(1280, 720);
-    manager->SetCoodinateGrid(nullptr);
+    if (!own)
+        manager->SetCoodinateGrid(nullptr);
     auto material = MeshPhongMaterial::Create("bench.box");
     auto box = std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(1.0f)), material);
 
@@ -66,7 +77,8 @@ void BM_FrameUpdateAndCollect(benchmark::State& state)
         auto group = std::make_shared<GroupSceneNode>();
         group->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(float(g % 60) * 30.0f, float(g / 60) * 30.0f, 0)));
         for (int i = 0; i < kPerGroup; ++i) {
-            auto node = std::make_shared<PrimitiveSceneNode>(box);
+            auto node = std::make_shared<PrimitiveSceneNode>(
+                own ? std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(1.0f)), material) : box);
             node->SetTransform(glm::translate(glm::mat4(1.0f), glm::vec3(float(i % 10) * 2.5f, float(i / 10) * 2.5f, 0)));
             group->AddNode(node);
             nodes.push_back(node);
@@ -86,7 +98,7 @@ void BM_FrameUpdateAndCollect(benchmark::State& state)
     std::uniform_int_distribution<int> pick(0, kNodes - 1);
     std::vector<int> moved(kNodes / 100);
     long frames = 0, allocations = 0;
-    std::size_t drawn = 0;
+    std::size_t drawn = 0, lines = 0;
     for (auto _ : state) {
         state.PauseTiming();
         for (int& m : moved)
@@ -107,9 +119,12 @@ void BM_FrameUpdateAndCollect(benchmark::State& state)
         PrepareSceneVisitor visitor(context);
         for (const auto& scene : *manager)
             scene->Accept(visitor);
+        if (const auto& grid = manager->GetCoodinateGrid(); grid && grid->GetVisible())
+            grid->Accept(visitor);
         queue.Sort();
 
         drawn = queue.GetRenderList(EnumRenderListIndex::Face).GetItemCount();
+        lines = queue.GetRenderList(EnumRenderListIndex::Line).GetItemCount();
         if (frames++ > 0) // the first frame grows the lists
             allocations += g_Allocations.load(std::memory_order_relaxed) - before;
     }
@@ -117,8 +132,11 @@ void BM_FrameUpdateAndCollect(benchmark::State& state)
         benchmark::Counter(double(kNodes), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);
     state.counters["allocations_per_frame"] = frames > 1 ? double(allocations) / double(frames - 1) : 0.0;
     state.counters["items_drawn"] = double(drawn);
+    state.counters["lines_drawn"] = double(lines);
+    state.SetLabel(own ? "own shape per node, grid on" : "one shared shape, grid off");
 }
 
 } // namespace
 
-BENCHMARK(BM_FrameUpdateAndCollect)->Unit(benchmark::kMillisecond);
+// scene: 0 one shared shape, grid off; 1 every node its own shape, grid on.
+BENCHMARK(BM_FrameUpdateAndCollect)->ArgName("scene")->Arg(kSharedShape)->Arg(kOwnShapes)->Unit(benchmark::kMillisecond);

@@ -200,10 +200,13 @@ void BM_LibraryFrame10kBoxes(benchmark::State& state)
 
 // extra: 0 the model alone, 1 with the contact shadow, 2 with the view cube,
 // 3 one box moving, 4 one box moving with the contact shadow, 5 all boxes
-// of one shared geometry, 6 the same with instancing off.
+// of one shared geometry, 6 the same with instancing off. The single-sampled
+// plain and shared frames are those compared with peers whose offscreen
+// buffers have no multisampling.
 BENCHMARK(BM_GlFrame10kBoxes)
     ->ArgNames({"samples", "extra"})
     ->Args({1, kPlain})
+    ->Args({1, kShared})
     ->Args({4, kPlain})
     ->Args({4, kContactShadow})
     ->Args({4, kViewCube})

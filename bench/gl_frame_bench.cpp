@@ -6,7 +6,8 @@
 // CPU time per frame. The OpenGL frames report wall time per frame, and as
 // CPU time that of the whole process: llvmpipe rasterises on threads of
 // its own. The 4x frame is measured again with the contact shadow and with
-// the view cube overlay.
+// the view cube overlay. Frames are queued to the device back to back, or
+// (finish 1) each ended by glFinish, as peers are timed.
 #include <map>
 #include <memory>
 #include <string>
@@ -133,9 +134,11 @@ const char* const kExtraNames[] = {"",
                                    ", shared geometry",
                                    ", shared geometry, instancing off"};
 
+// `finish`: the OpenGL device whose work is waited for at the end of every
+// frame, or null to queue frames back to back.
 template <typename AfterFirstFrame>
 void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_ptr<SceneManager>& manager,
-               AfterFirstFrame afterFirstFrame, Extra extra = kPlain)
+               AfterFirstFrame afterFirstFrame, Extra extra = kPlain, GlRenderDevice* finish = nullptr)
 {
     Renderer renderer(&device, 1.0f);
     renderer.Initialize(manager);
@@ -148,6 +151,8 @@ void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_
     pipeline.Initialize(&renderer);
     pipeline.Prepare(manager, &renderer);
     pipeline.Render(manager, &renderer, 0.0f); // the first frame uploads everything
+    if (finish)
+        finish->Finish();
     afterFirstFrame();
     for (auto _ : state) {
         if (extra == kMoving || extra == kMovingContactShadow) {
@@ -157,6 +162,8 @@ void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_
         }
         manager->UpdateWorld();
         pipeline.Render(manager, &renderer, 0.0f);
+        if (finish)
+            finish->Finish();
     }
     state.counters["fps"] = benchmark::Counter(1.0, benchmark::Counter::kIsIterationInvariantRate);
 }
@@ -179,11 +186,11 @@ void BM_GlFrame10kBoxes(benchmark::State& state)
             afterFirst = device.GetUploadCount();
             drawsAfterFirst = device.GetDrawCount();
         },
-        extra);
+        extra, state.range(2) != 0 ? &device : nullptr);
     state.counters["draws_per_frame"] = double(device.GetDrawCount() - drawsAfterFirst) / double(state.iterations());
     // Buffer uploads made by the frames after the first (the scene does not change).
     state.counters["uploads_per_frame"] = double(device.GetUploadCount() - afterFirst) / double(state.iterations());
-    state.SetLabel(context->GetRendererName() + kExtraNames[extra]);
+    state.SetLabel(context->GetRendererName() + kExtraNames[extra] + (state.range(2) != 0 ? ", glFinish" : ""));
 }
 
 void BM_LibraryFrame10kBoxes(benchmark::State& state)
@@ -200,20 +207,22 @@ void BM_LibraryFrame10kBoxes(benchmark::State& state)
 
 // extra: 0 the model alone, 1 with the contact shadow, 2 with the view cube,
 // 3 one box moving, 4 one box moving with the contact shadow, 5 all boxes
-// of one shared geometry, 6 the same with instancing off. The single-sampled
-// plain and shared frames are those compared with peers whose offscreen
-// buffers have no multisampling.
+// of one shared geometry, 6 the same with instancing off; finish: 1 every
+// frame ended by glFinish. The single-sampled finished frames are those
+// compared with peers whose offscreen buffers have no multisampling.
 BENCHMARK(BM_GlFrame10kBoxes)
-    ->ArgNames({"samples", "extra"})
-    ->Args({1, kPlain})
-    ->Args({1, kShared})
-    ->Args({4, kPlain})
-    ->Args({4, kContactShadow})
-    ->Args({4, kViewCube})
-    ->Args({4, kMoving})
-    ->Args({4, kMovingContactShadow})
-    ->Args({4, kShared})
-    ->Args({4, kSharedNoInstancing})
+    ->ArgNames({"samples", "extra", "finish"})
+    ->Args({1, kPlain, 0})
+    ->Args({1, kPlain, 1})
+    ->Args({1, kShared, 1})
+    ->Args({1, kSharedNoInstancing, 1})
+    ->Args({4, kPlain, 0})
+    ->Args({4, kContactShadow, 0})
+    ->Args({4, kViewCube, 0})
+    ->Args({4, kMoving, 0})
+    ->Args({4, kMovingContactShadow, 0})
+    ->Args({4, kShared, 0})
+    ->Args({4, kSharedNoInstancing, 0})
     ->Unit(benchmark::kMillisecond)
     ->MinTime(2.0)
     ->UseRealTime()

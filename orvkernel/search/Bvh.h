@@ -15,7 +15,10 @@ namespace orvcore {
 /// Bounding-volume hierarchy over primitive boxes, built top-down with the
 /// binned surface area heuristic: per node, the primitives' centroids are
 /// binned into 16 slabs along the axis where they spread most, and the plane
-/// between slabs with the lowest area-weighted cost splits the node.
+/// between slabs with the lowest area-weighted cost splits the node. Large
+/// builds split their top levels over the cells of a grid instead (the same
+/// heuristic, whole cells moving together), and nodes of 256 primitives or
+/// fewer split at the middle of their centroid range.
 ///
 /// Nodes live in one cache-aligned array, the root first and an unused slot
 /// after it; an inner node's two children are adjacent (`first`, `first + 1`,
@@ -77,12 +80,13 @@ public:
     };
 
 private:
-    // The build streams primitive references through a per-thread scratch
-    // array (kept at its high-water mark, so repeated builds neither
+    // The build streams primitive references through per-thread scratch
+    // arrays (kept at their high-water mark, so repeated builds neither
     // allocate nor fault in fresh pages, and trees do not each keep one).
     static Ref* BeginBuild(uint32_t count, const glm::vec3& centroidsLo, const glm::vec3& centroidsHi);
     /// Folds the references [begin, end), just written, into the root's
-    /// box, centroid range and (when estimated) bins while they are hot.
+    /// box, centroid range and (when estimated) bins or grid cells while
+    /// they are hot.
     static void AbsorbRefs(uint32_t begin, uint32_t end);
     void FinishBuild(uint32_t used, uint32_t maxLeafSize);
 

@@ -282,47 +282,92 @@ TEST(PrimitiveShape, BadGeometryIsIgnoredNotFatal)
 TEST(Bvh, StructureInvariantsWithAnyCentroidEstimate)
 {
     std::mt19937 rng(4);
-    auto pts = RandomPoints(rng, 10000, 100.0f);
-    pts.insert(pts.end(), 500, glm::vec3(1, 2, 3)); // coincident points still split
-    // No estimate, a fair one, one far off and one degenerate: only the
-    // tree's quality may depend on it.
+    // No estimate, a fair one, one far off, one degenerate, one flat and one
+    // too large to subtract: only the tree's quality may depend on it. The
+    // larger set is sorted into grid cells first, the smaller is not.
     const std::pair<glm::vec3, glm::vec3> estimates[] = {{glm::vec3(INFINITY), glm::vec3(-INFINITY)},
                                                           {glm::vec3(-100.0f), glm::vec3(100.0f)},
                                                           {glm::vec3(500.0f), glm::vec3(900.0f)},
-                                                          {glm::vec3(3.0f), glm::vec3(3.0f)}};
-    for (const auto& [lo, hi] : estimates) {
-        SCOPED_TRACE(lo.x);
-        Bvh tree;
-        tree.Build(uint32_t(pts.size()), [&](uint32_t i, glm::vec3& a, glm::vec3& b) {
-            a = b = pts[i];
-            return true;
-        }, 8, lo, hi);
-        const auto& nodes = tree.GetNodes();
-        std::vector<int> seen(pts.size(), 0);
-        EXPECT_EQ(reinterpret_cast<uintptr_t>(nodes.data()) % 64, 0u); // sibling pairs share a cache line
-        for (std::size_t n = 0; n < nodes.size(); ++n) {
-            if (n == 1)
-                continue; // unused slot
-            const Bvh::Node& node = nodes[n];
-            if (node.IsLeaf()) {
-                EXPECT_LE(node.count, 8u);
-                for (uint32_t k = 0; k < node.count; ++k) {
-                    const glm::vec3& p = pts[tree.GetPrimitiveIndices()[node.first + k]];
-                    EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(p));
-                    ++seen[tree.GetPrimitiveIndices()[node.first + k]];
-                }
-            } else {
-                ASSERT_GT(node.first, n); // children after parents
-                EXPECT_EQ(node.first % 2, 0u);
-                for (uint32_t c : {node.first, node.first + 1}) {
-                    EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].min));
-                    EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].max));
+                                                          {glm::vec3(3.0f), glm::vec3(3.0f)},
+                                                          {glm::vec3(-100, -100, 0), glm::vec3(100, 100, 0)},
+                                                          {glm::vec3(-3e38f), glm::vec3(3e38f)}};
+    for (const std::size_t count : {std::size_t(10000), std::size_t(40000)}) {
+        for (const auto& [lo, hi] : estimates) {
+            SCOPED_TRACE(testing::Message() << count << " points, estimate from " << lo.x);
+            auto pts = RandomPoints(rng, count, 100.0f);
+            pts.insert(pts.end(), 500, glm::vec3(1, 2, 3)); // coincident points still split
+            pts[7] = glm::vec3(1e30f, -1e30f, 2e30f);       // far outside any estimate
+            Bvh tree;
+            tree.Build(uint32_t(pts.size()), [&](uint32_t i, glm::vec3& a, glm::vec3& b) {
+                a = b = pts[i];
+                return true;
+            }, 8, lo, hi);
+            const auto& nodes = tree.GetNodes();
+            std::vector<int> seen(pts.size(), 0);
+            EXPECT_EQ(reinterpret_cast<uintptr_t>(nodes.data()) % 64, 0u); // sibling pairs share a cache line
+            for (std::size_t n = 0; n < nodes.size(); ++n) {
+                if (n == 1)
+                    continue; // unused slot
+                const Bvh::Node& node = nodes[n];
+                if (node.IsLeaf()) {
+                    EXPECT_LE(node.count, 8u);
+                    for (uint32_t k = 0; k < node.count; ++k) {
+                        const glm::vec3& p = pts[tree.GetPrimitiveIndices()[node.first + k]];
+                        EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(p));
+                        ++seen[tree.GetPrimitiveIndices()[node.first + k]];
+                    }
+                } else {
+                    ASSERT_GT(node.first, n); // children after parents
+                    EXPECT_EQ(node.first % 2, 0u);
+                    for (uint32_t c : {node.first, node.first + 1}) {
+                        EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].min));
+                        EXPECT_TRUE(AxisAlignedBox(node.min, node.max).containsPoint(nodes[c].max));
+                    }
                 }
             }
+            for (int s : seen)
+                ASSERT_EQ(s, 1); // every primitive in exactly one leaf
+            EXPECT_LT(tree.GetDepth(), 40u);
         }
-        for (int s : seen)
-            ASSERT_EQ(s, 1); // every primitive in exactly one leaf
-        EXPECT_LT(tree.GetDepth(), 40u);
+    }
+}
+
+// Meshes large enough to be split over grid cells first: the answers stay
+// the scan's, including for elements the build must leave out.
+TEST(PrimitiveShape, LargeMeshesAgreeWithScan)
+{
+    std::mt19937 rng(21);
+    std::vector<uint32_t> index;
+    std::vector<glm::vec3> pts = Grid(100, index); // 20,000 triangles
+    // Vertices out of range and not finite in a few triangles, which the
+    // tree leaves out and the scan skips.
+    std::vector<uint32_t> bad = index;
+    for (std::size_t t = 0; t < bad.size() / 3; t += 97)
+        bad[3 * t + 1] = uint32_t(pts.size() + t);
+    std::vector<glm::vec3> holes = pts;
+    for (std::size_t v = 5; v < holes.size(); v += 131)
+        holes[v] = glm::vec3(v % 2 ? NAN : INFINITY, 0.0f, 0.0f);
+    std::vector<glm::vec3> soup; // unindexed, with degenerate slivers
+    for (std::size_t k = 0; k < index.size(); ++k)
+        soup.push_back(k % 300 < 3 ? glm::vec3(7.0f, 7.0f, 0.0f) : pts[index[k]]);
+    const struct {
+        const char* name;
+        std::shared_ptr<BufferGeometry> geometry;
+    } cases[] = {{"grid", Geometry(PRIMITIVE_TRIANGLES, pts, index)},
+                 {"indices past the end", Geometry(PRIMITIVE_TRIANGLES, pts, bad)},
+                 {"non-finite vertices", Geometry(PRIMITIVE_TRIANGLES, holes, index)},
+                 {"soup", Geometry(PRIMITIVE_TRIANGLES, soup)},
+                 {"points", Geometry(PRIMITIVE_POINTS, RandomPoints(rng, 30000, 50.0f))}};
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        const PrimitiveShape shape(c.geometry, nullptr);
+        const AxisAlignedBox box = shape.GetGeometry()->GetSafeBoudingBox();
+        std::vector<Ray> rays;
+        for (int r = 0; r < 300; ++r)
+            rays.push_back(RandomRay(rng, box.getMinimum(), box.getMaximum()));
+        for (float x = 0.0f; x <= 100.0f; x += 12.5f) // through grid lines and vertices
+            rays.push_back(Ray(glm::vec3(x, 50.0f, 50.0f), glm::vec3(0, 0, -1)));
+        EXPECT_GE(SameAnswers(shape, rays), 150);
     }
 }
 

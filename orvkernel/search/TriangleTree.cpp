@@ -49,6 +49,16 @@ uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary)
         picked[open] = first;
         picked[n++] = first + 1;
     }
+#ifdef ORV_TRIANGLE_TREE_SSE
+    // The binary nodes are read once, in an order that jumps over whole
+    // subtrees: the children pairs that the picked nodes open next are
+    // fetched now, while the first of them is collapsed.
+    for (int k = 0; k < n; ++k) {
+        const Bvh::Node& c = nodes[picked[k]];
+        if (!c.IsLeaf())
+            _mm_prefetch(reinterpret_cast<const char*>(&nodes[c.first]), _MM_HINT_T0);
+    }
+#endif
     const uint32_t index = static_cast<uint32_t>(m_Nodes.size());
     m_Nodes.emplace_back();
     for (int k = 0; k < 4; ++k) {

@@ -37,8 +37,10 @@ public:
         glm::vec3 a, e1, e2;
     };
 
-    /// Collapses `tree` and fills the triangle slots: `corners(slot, a, b,
-    /// c)` gives the corners of the triangle in leaf slot `slot`.
+    /// Collapses `tree` and fills the triangle slots: `corners(slot, xyz)`
+    /// writes the corners of the triangle in leaf slot `slot` to `xyz[0..9)`
+    /// (a, b, c). Plain floats rather than vectors: the copy of a million
+    /// triangles must not bounce each corner through the stack.
     template <typename CornerFn>
     void Build(const Bvh& tree, CornerFn&& corners);
     void Clear();
@@ -72,13 +74,21 @@ void TriangleTree::Build(const Bvh& tree, CornerFn&& corners)
     const Bvh::NodeArray& nodes = tree.GetNodes();
     m_RootMin = nodes[0].min;
     m_RootMax = nodes[0].max;
+    // Every four-wide node stands for a distinct inner binary node, of
+    // which there are fewer than half the binary nodes: no reallocation.
+    m_Nodes.reserve(nodes.size() / 2 + 1);
     Collapse(nodes, 0);
     const std::size_t slots = tree.GetPrimitiveIndices().size();
-    m_Triangles.resize(slots);
-    glm::vec3 a, b, c;
+    // Appended rather than resized: a resize would first fill the whole
+    // array with zeros, a second pass over tens of megabytes.
+    m_Triangles.reserve(slots);
     for (std::size_t k = 0; k < slots; ++k) {
-        corners(k, a, b, c);
-        m_Triangles[k] = Triangle{a, b - a, c - a};
+        float v[9];
+        corners(k, v);
+        Triangle& t = m_Triangles.emplace_back();
+        t.a = glm::vec3(v[0], v[1], v[2]);
+        t.e1 = glm::vec3(v[3] - v[0], v[4] - v[1], v[5] - v[2]);
+        t.e2 = glm::vec3(v[6] - v[0], v[7] - v[1], v[8] - v[2]);
     }
 }
 

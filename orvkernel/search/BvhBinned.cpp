@@ -56,7 +56,9 @@ void SplitSmall(Bvh::NodeArray& nodes, Bvh::Ref* src, Bvh::Ref* dst, uint32_t* i
     if (ext[axis] > 0.0f) {
         for (uint32_t k = lb; k < le; ++k) {
             const uint32_t left = src[k].min[axis] + src[k].max[axis] < middle2 ? 1u : 0u;
-            const uint32_t to = left ? l : r - 1;
+            // l or r - 1 by a mask: compilers turn a plain choice back into a
+            // branch, which mispredicts on every other reference here.
+            const uint32_t to = ((l ^ (r - 1)) & (0u - left)) ^ (r - 1);
             V4::Load(src[k].min).Store(dst[to].min);
             V4::Load(src[k].max).Store(dst[to].max);
             l += left;

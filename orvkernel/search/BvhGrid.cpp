@@ -11,8 +11,8 @@ namespace {
 constexpr uint32_t kReferencesPerCell = 32;
 constexpr uint32_t kMaxCells = 32768;
 // The top splits stop at clusters of at most this many references (or a
-// single cell): 128 KiB of references, built inside the second-level cache.
-constexpr uint32_t kCluster = 4096;
+// single cell): 64 KiB of references, built inside the second-level cache.
+constexpr uint32_t kCluster = 2048;
 // The top splits are cheap (a pass over cells, not references), so they
 // weigh more planes than the binned splits below.
 constexpr int kCellBins = 32;

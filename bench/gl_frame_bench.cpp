@@ -8,6 +8,7 @@
 // its own. The 4x frame is measured again with the contact shadow and with
 // the view cube overlay. Frames are queued to the device back to back, or
 // (finish 1) each ended by glFinish, as peers are timed.
+#include <algorithm>
 #include <map>
 #include <memory>
 #include <string>
@@ -28,6 +29,8 @@
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/SceneManager.h>
 #include <orvcore/scene/ShapeSceneNode.h>
+
+#include "AllocationCount.h"
 
 using namespace orvcore;
 
@@ -154,6 +157,7 @@ void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_
     if (finish)
         finish->Finish();
     afterFirstFrame();
+    const long allocationsBefore = AllocationCount();
     for (auto _ : state) {
         if (extra == kMoving || extra == kMovingContactShadow) {
             raised = !raised; // up by one, down again
@@ -166,6 +170,9 @@ void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_
             finish->Finish();
     }
     state.counters["fps"] = benchmark::Counter(1.0, benchmark::Counter::kIsIterationInvariantRate);
+    // The library's own heap allocations (operator new; not the driver's).
+    state.counters["allocations_per_frame"] =
+        double(AllocationCount() - allocationsBefore) / double(std::max<int64_t>(state.iterations(), 1));
 }
 
 void BM_GlFrame10kBoxes(benchmark::State& state)

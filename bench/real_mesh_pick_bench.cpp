@@ -177,6 +177,31 @@ void BM_PickRealMesh(benchmark::State& state, const std::string& name)
     state.counters["triangles"] = double(s.triangles);
 }
 
+// The bare tree query under the pick: the mesh's nearest hit of the same
+// world rays (the mesh sits at the origin), without the camera, the scene
+// walk or the picked items.
+void BM_NearestRealMesh(benchmark::State& state, const std::string& name)
+{
+    Mesh mesh;
+    RealScene s;
+    if (!Prepare(state, name, mesh, s))
+        return;
+    auto* node = static_cast<PrimitiveSceneNode*>(s.root->GetChildren().begin()->second.get());
+    const std::shared_ptr<PrimitiveShape>& shape = node->GetPrimitive();
+    std::vector<Ray> rays;
+    for (const glm::ivec2& c : s.cursors)
+        rays.push_back(CameraOperator::WindowPointToRay(s.camera, c.x, c.y));
+    shape->ComputeNearestPoint(rays[0]); // builds the tree
+    std::size_t i = 0, hits = 0;
+    for (auto _ : state) {
+        const IntersectPoint ip = shape->ComputeNearestPoint(rays[i++ % kRays]);
+        hits += ip.GetPrimitiveIndex() >= 0;
+        benchmark::DoNotOptimize(ip);
+    }
+    state.counters["hit_rate"] = double(hits) / double(state.iterations());
+    state.counters["triangles"] = double(s.triangles);
+}
+
 #ifdef ORVCORE_HAVE_EMBREE
 void BM_EmbreePickRealMesh(benchmark::State& state, const std::string& name)
 {
@@ -238,6 +263,8 @@ int RegisterRealMeshPicks()
 {
     for (const char* name : kMeshes) {
         benchmark::RegisterBenchmark((std::string("BM_PickRealMesh/") + name).c_str(), BM_PickRealMesh, name)
+            ->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark((std::string("BM_NearestRealMesh/") + name).c_str(), BM_NearestRealMesh, name)
             ->Unit(benchmark::kMicrosecond);
 #ifdef ORVCORE_HAVE_EMBREE
         benchmark::RegisterBenchmark((std::string("BM_EmbreePickRealMesh/") + name).c_str(), BM_EmbreePickRealMesh,

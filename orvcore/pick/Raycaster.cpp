@@ -13,6 +13,8 @@
 #include <limits>
 
 #include <glm/geometric.hpp>
+#include <glm/gtc/matrix_inverse.hpp>
+#include <glm/matrix.hpp>
 
 namespace orvcore {
 
@@ -113,6 +115,19 @@ float Raycaster::LocalSearchRadius(const glm::mat4& world, const AxisAlignedBox&
     if (!(scale > 0.0f) || !std::isfinite(worldRadius))
         return kNone;
     return worldRadius / scale;
+}
+
+Ray Raycaster::GetLocalRay(const glm::mat4& world) const
+{
+    // Most imported parts sit where they were modelled, and most of the
+    // rest are placed by rigid or scaled moves: both skip the general
+    // inverse, which costs as much as the ray walk of a small mesh.
+    if (world == glm::mat4(1.0f))
+        return m_Ray;
+    Ray local = m_Ray;
+    const bool affine = world[0][3] == 0.0f && world[1][3] == 0.0f && world[2][3] == 0.0f && world[3][3] == 1.0f;
+    local.applyMatrix(affine ? glm::affineInverse(world) : glm::inverse(world));
+    return local;
 }
 
 bool Raycaster::Intersects(const AxisAlignedBox& box) const

@@ -55,6 +55,11 @@ public:
     /// node can pass `TestDistanceThreshold` (with a safety factor); the
     /// largest float when none can be given.
     float LocalSearchRadius(const glm::mat4& world, const AxisAlignedBox& worldBox) const;
+    /// The ray in the frame of a node with the given world matrix: the ray
+    /// itself for the identity, through the cheap inverse of a rotation,
+    /// scale and translation for affine matrices, through the full inverse
+    /// otherwise.
+    Ray GetLocalRay(const glm::mat4& world) const;
     /// Coarse test: does the ray meet the sphere around the box?
     bool Intersects(const AxisAlignedBox& box) const;
     /// Whether the pick filter admits a primitive kind (points 1, lines 2,

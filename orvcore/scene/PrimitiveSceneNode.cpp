@@ -95,8 +95,7 @@ bool PrimitiveSceneNode::HitTest(Raycaster& caster)
     if (!m_Primitive || !caster.IsPickable(static_cast<EnumPrimitiveType>(m_Primitive->GetPrimitiveType())))
         return false;
     const glm::mat4& world = GetWorldTransform();
-    Ray local = caster.GetRay();
-    local.applyMatrix(glm::inverse(world));
+    const Ray local = caster.GetLocalRay(world);
 
     const float radius = IsTrianglePrimitive(m_Primitive->GetPrimitiveType())
                              ? std::numeric_limits<float>::max()

@@ -69,8 +69,7 @@ bool ShapeSceneNode::HitTest(Raycaster& caster)
     if (!m_Shape)
         return false;
     const glm::mat4& world = GetWorldTransform();
-    Ray local = caster.GetRay();
-    local.applyMatrix(glm::inverse(world));
+    const Ray local = caster.GetLocalRay(world);
 
     // The nearest candidate by its distance along the local ray; on equal
     // distances the lower member index, met first, stays.

@@ -7,6 +7,7 @@
 
 #include <glm/geometric.hpp>
 #include <glm/gtc/matrix_transform.hpp>
+#include <glm/matrix.hpp>
 
 namespace orvcore {
 
@@ -180,9 +181,19 @@ void Camera::UpdateProjection()
     const glm::mat4 placement = glm::translate(glm::mat4(1.0f), glm::vec3(ndc, 0.0f));
     const glm::mat4 zoom = glm::scale(glm::mat4(1.0f), glm::vec3(m_Zoom, m_Zoom, 1.0f));
     m_Projection = placement * zoom * base;
+    UpdateInverse();
 }
 
-void Camera::UpdateViewMatrix() { m_View = glm::lookAt(m_Eye, m_Target, m_Up); }
+void Camera::UpdateViewMatrix()
+{
+    m_View = glm::lookAt(m_Eye, m_Target, m_Up);
+    UpdateInverse();
+}
+
+void Camera::UpdateInverse()
+{
+    m_InverseViewProjection = glm::inverse(glm::dmat4(m_Projection) * glm::dmat4(m_View));
+}
 
 bool Camera::Contain(int x, int y) const
 {

@@ -92,6 +92,10 @@ public:
     const glm::mat4& GetProjectionMatrix() const { return m_Projection; }
     /// Projection x view.
     glm::mat4 GetViewProjectionMatrix() const { return m_Projection * m_View; }
+    /// The inverse of projection x view in double precision, from clip space
+    /// back to the world; kept with the two matrices, so that turning window
+    /// points into rays (every pick, every hover) costs no inverse.
+    const glm::dmat4& GetInverseViewProjectionMatrix() const { return m_InverseViewProjection; }
 
     /// True when the window point (top-left origin, y down) lies inside the
     /// viewport, [0, width) x [0, height), and inside the camera's placed
@@ -114,6 +118,9 @@ private:
     ViewPosition m_Offset{ViewPosition::VIEW_POSITION_OFFSET, glm::vec2(0.0f)};
     glm::mat4 m_View{1.0f};
     glm::mat4 m_Projection{1.0f};
+    glm::dmat4 m_InverseViewProjection{1.0};
+
+    void UpdateInverse();
 };
 
 } // namespace orvcore

@@ -32,10 +32,7 @@ glm::vec3 WorldToNdc(const Camera& camera, const glm::vec3& point)
 /// World point of a viewport point (bottom-left origin, z the depth in
 /// [0, 1]). Unprojected in double precision: far / near ratios of 1e5 lose
 /// too many digits in a float inverse.
-glm::dmat4 InverseViewProjection(const Camera& camera)
-{
-    return glm::inverse(glm::dmat4(camera.GetProjectionMatrix()) * glm::dmat4(camera.GetViewMatrix()));
-}
+const glm::dmat4& InverseViewProjection(const Camera& camera) { return camera.GetInverseViewProjectionMatrix(); }
 
 glm::vec3 ViewportToWorld(const Camera& camera, const glm::dmat4& inverse, const glm::dvec3& viewport)
 {
@@ -89,8 +86,7 @@ constexpr unsigned ViewFaces[STANDARD_VIEW_COUNT] = {
 
 Ray CameraOperator::WindowPointToRay(const Camera& camera, float x, float y)
 {
-    // One inverse for both ends of the ray.
-    const glm::dmat4 inverse = InverseViewProjection(camera);
+    const glm::dmat4& inverse = InverseViewProjection(camera);
     const double vy = double(camera.GetHeight()) - double(y);
     const glm::vec3 nearPoint = ViewportToWorld(camera, inverse, glm::dvec3(x, vy, 0.0));
     const glm::vec3 farPoint = ViewportToWorld(camera, inverse, glm::dvec3(x, vy, 1.0));

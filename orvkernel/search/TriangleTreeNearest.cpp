@@ -72,6 +72,21 @@ inline void Prefetch(const Entry& e, const TriangleTree::Node* nodes, const Tria
 #endif
 }
 
+// The number of the lowest set bit of a non-zero mask.
+inline int LowestBit(unsigned mask)
+{
+#if defined(__GNUC__) || defined(__clang__)
+    return __builtin_ctz(mask);
+#else
+    int k = 0;
+    while (!(mask & 1u)) {
+        mask >>= 1;
+        ++k;
+    }
+    return k;
+#endif
+}
+
 } // namespace
 
 bool TriangleTree::Nearest(const glm::vec3& origin, const glm::vec3& dir, const uint32_t* primitives, float& bestT,
@@ -154,12 +169,12 @@ bool TriangleTree::Nearest(const glm::vec3& origin, const glm::vec3& dir, const 
                 hitMask |= tNear[k] <= tFar * kExitStretch ? 1 << k : 0;
             }
 #endif
-            // The children entered, nearest first (insertion sort of <= 4).
+            // The children entered, nearest first (insertion sort of <= 4),
+            // visiting only the lanes that were hit.
             Entry hit[4];
             int n = 0;
-            for (int k = 0; k < 4; ++k) {
-                if (!(hitMask & (1 << k)))
-                    continue;
+            for (unsigned mask = unsigned(hitMask); mask != 0; mask &= mask - 1) {
+                const int k = LowestBit(mask);
                 const Entry e{node.child[k], node.count[k], tNear[k]};
                 Prefetch(e, nodes, tris);
                 int j = n++;

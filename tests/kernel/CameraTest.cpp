@@ -127,6 +127,33 @@ TEST(CameraOperator, WindowPointToRayPassesThroughTheProjectedPoint)
     EXPECT_EQ(log.warnings.back(), "Window point is invalid!");
 }
 
+TEST(CameraOperator, RaysFollowEveryCameraChange)
+{
+    // Rays come from the inverse the camera keeps: after every kind of
+    // change a ray through a world point's window point still meets it.
+    Camera camera = Oblique(800, 600);
+    const glm::vec3 world(2, 3, 1);
+    const auto expectRayThroughWorld = [&](const char* change) {
+        const glm::vec3 window = CameraOperator::WorldPointToWindowPoint(camera, world);
+        const Ray ray = CameraOperator::WindowPointToRay(camera, window.x, window.y);
+        EXPECT_LT(ray.distanceSqToPoint(world), 1e-5f) << change;
+    };
+    camera.Resize(640, 640);
+    expectRayThroughWorld("resize");
+    camera.LookAt(glm::vec3(-6, 4, 3), glm::vec3(0, 1, 0), glm::vec3(0, 0, 1));
+    expectRayThroughWorld("look at");
+    camera.SetZoomFactor(2.5f);
+    expectRayThroughWorld("zoom");
+    camera.SetFov(0.4f);
+    expectRayThroughWorld("field of view");
+    camera.SetClipRange(0.2f, 50.0f);
+    expectRayThroughWorld("clip range");
+    camera.SetViewPosition(ViewPosition(ViewPosition::VIEW_POSITION_OFFSET, glm::vec2(40.0f, -25.0f)));
+    expectRayThroughWorld("placement");
+    camera.SetProjectionType(Camera::PROJECTION_ORTHOGRAPHIC);
+    expectRayThroughWorld("orthographic");
+}
+
 TEST(CameraOperator, ZoomToBBoxFitsTheBoxInEveryAspect)
 {
     const AxisAlignedBox box(glm::vec3(1, 2, 3), glm::vec3(4, 9, 5));

@@ -30,37 +30,60 @@ void SetNode(Bvh::Node& node, const Box4& bounds, uint32_t first, uint32_t count
 
 namespace {
 
-// One node of a small subtree. Its references are `src[lb, le)` (local
-// numbers; `g0` is the global slot of local 0); the partition moves them
-// into `dst` at the same local places, left ones from the front and right
-// ones from the back, without a branch on the side, and the children
-// partition back from `dst` into `src`. The children's boxes and centroid
-// ranges are then gathered by a pass over each side, still in the cache.
-void SplitSmall(Bvh::NodeArray& nodes, Bvh::Ref* src, Bvh::Ref* dst, uint32_t* indices, uint32_t g0,
-                uint32_t nodeIndex, uint32_t lb, uint32_t le, const Box4& centroids, uint32_t maxLeafSize)
+// What the small splits move: a reference's doubled centroid and its slot
+// (the bits of an integer in the w lane), 16 bytes instead of the
+// reference's 32. The boxes are gathered from the references at the leaves
+// and merged on the way up.
+struct Centroid {
+    float c[3];
+    uint32_t slot;
+};
+
+// The centroid in lanes x, y, z (the w lane holds the slot's bits and is
+// ignored, as everywhere here).
+inline V4 Load(const Centroid& c)
+{
+#if defined(__SSE2__)
+    return {_mm_loadu_ps(reinterpret_cast<const float*>(&c))};
+#else
+    return {{c.c[0], c.c[1], c.c[2], 0.0f}};
+#endif
+}
+
+// One node of a small subtree over `src[lb, le)`. The partition moves the
+// centroids into `dst` at the same places, left ones from the front and
+// right ones from the back, without a branch on the side; the children
+// partition back from `dst` into `src`. Returns the node's box. `refs` and
+// `indices` start at the subtree's first slot.
+Box4 SplitSmall(Bvh::NodeArray& nodes, Centroid* src, Centroid* dst, const Bvh::Ref* refs, uint32_t* indices,
+                uint32_t g0, uint32_t nodeIndex, uint32_t lb, uint32_t le, const Box4& doubledRange,
+                uint32_t maxLeafSize)
 {
     const uint32_t n = le - lb;
     if (n <= maxLeafSize) {
-        for (uint32_t k = lb; k < le; ++k)
-            indices[g0 + k] = src[k].Primitive();
-        return;
+        Box4 box;
+        for (uint32_t k = lb; k < le; ++k) {
+            const Bvh::Ref& r = refs[src[k].slot];
+            box.Grow(V4::Load(r.min), V4::Load(r.max));
+            indices[k] = r.Primitive();
+        }
+        return box;
     }
     float lo[4], ext[4];
-    centroids.lo.Store(lo);
-    (centroids.hi - centroids.lo).Store(ext);
+    doubledRange.lo.Store(lo);
+    (doubledRange.hi - doubledRange.lo).Store(ext);
     const int axis = ext[0] >= ext[1] && ext[0] >= ext[2] ? 0 : (ext[1] >= ext[2] ? 1 : 2);
-    // Twice the centroid is compared with twice the middle: one add, no multiply.
-    const float middle2 = 2.0f * lo[axis] + ext[axis];
+    // The middle of the doubled range: twice the middle of the centroids.
+    const float middle2 = lo[axis] + ext[axis] * 0.5f;
 
     uint32_t l = lb, r = le;
     if (ext[axis] > 0.0f) {
         for (uint32_t k = lb; k < le; ++k) {
-            const uint32_t left = src[k].min[axis] + src[k].max[axis] < middle2 ? 1u : 0u;
+            const uint32_t left = src[k].c[axis] < middle2 ? 1u : 0u;
             // l or r - 1 by a mask: compilers turn a plain choice back into a
             // branch, which mispredicts on every other reference here.
             const uint32_t to = ((l ^ (r - 1)) & (0u - left)) ^ (r - 1);
-            V4::Load(src[k].min).Store(dst[to].min);
-            V4::Load(src[k].max).Store(dst[to].max);
+            dst[to] = src[k];
             l += left;
             r -= 1u - left;
         }
@@ -72,40 +95,36 @@ void SplitSmall(Bvh::NodeArray& nodes, Bvh::Ref* src, Bvh::Ref* dst, uint32_t* i
         if (!(ext[axis] > 0.0f))
             std::copy(src + lb, src + le, dst + lb);
     }
-    Box4 left, right, leftC, rightC;
-    for (uint32_t k = lb; k < mid; ++k) {
-        const V4 a = V4::Load(dst[k].min), b = V4::Load(dst[k].max);
-        left.Grow(a, b);
-        leftC.Grow(a + b);
-    }
-    for (uint32_t k = mid; k < le; ++k) {
-        const V4 a = V4::Load(dst[k].min), b = V4::Load(dst[k].max);
-        right.Grow(a, b);
-        rightC.Grow(a + b);
-    }
-    // The centroid boxes above hold doubled centroids.
-    const V4 half = V4::Splat(0.5f);
-    leftC.lo = leftC.lo * half;
-    leftC.hi = leftC.hi * half;
-    rightC.lo = rightC.lo * half;
-    rightC.hi = rightC.hi * half;
+    Box4 leftRange, rightRange;
+    for (uint32_t k = lb; k < mid; ++k)
+        leftRange.Grow(Load(dst[k]));
+    for (uint32_t k = mid; k < le; ++k)
+        rightRange.Grow(Load(dst[k]));
 
     const uint32_t first = static_cast<uint32_t>(nodes.size());
     nodes.push_back(Bvh::Node{});
     nodes.push_back(Bvh::Node{});
     nodes[nodeIndex].first = first;
     nodes[nodeIndex].count = 0;
-    SetNode(nodes[first], left, g0 + lb, mid - lb);
-    SetNode(nodes[first + 1], right, g0 + mid, le - mid);
-    SplitSmall(nodes, dst, src, indices, g0, first, lb, mid, leftC, maxLeafSize);
-    SplitSmall(nodes, dst, src, indices, g0, first + 1, mid, le, rightC, maxLeafSize);
+    // Leaf ranges now (a split below turns them into inner nodes), boxes
+    // once the children know them.
+    const Box4 none;
+    SetNode(nodes[first], none, g0 + lb, mid - lb);
+    SetNode(nodes[first + 1], none, g0 + mid, le - mid);
+    const Box4 left = SplitSmall(nodes, dst, src, refs, indices, g0, first, lb, mid, leftRange, maxLeafSize);
+    const Box4 right = SplitSmall(nodes, dst, src, refs, indices, g0, first + 1, mid, le, rightRange, maxLeafSize);
+    SetNode(nodes[first], left, nodes[first].first, nodes[first].count);
+    SetNode(nodes[first + 1], right, nodes[first + 1].first, nodes[first + 1].count);
+    Box4 box = left;
+    box.Grow(right);
+    return box;
 }
 
 } // namespace
 
 // Splits a small node (its box already stored) at the middle of its centroid
 // range along the widest axis, down to leaves. Larger ranges come here only
-// when their centroids coincide, and borrow a heap buffer.
+// when their centroids coincide, and borrow heap buffers.
 void BuildSmall(Bvh::NodeArray& nodes, Bvh::Ref* refs, uint32_t* indices, uint32_t nodeIndex, uint32_t begin,
                 uint32_t end, const Box4& centroids, uint32_t maxLeafSize)
 {
@@ -114,14 +133,23 @@ void BuildSmall(Bvh::NodeArray& nodes, Bvh::Ref* refs, uint32_t* indices, uint32
         WriteLeaf(refs, indices, begin, end);
         return;
     }
-    Bvh::Ref local[kSmallNode];
-    std::vector<Bvh::Ref> heap;
-    Bvh::Ref* spare = local;
+    Centroid local[2][kSmallNode];
+    std::vector<Centroid> heap;
+    Centroid* a = local[0];
+    Centroid* b = local[1];
     if (n > kSmallNode) {
-        heap.resize(n);
-        spare = heap.data();
+        heap.resize(2 * std::size_t(n));
+        a = heap.data();
+        b = a + n;
     }
-    SplitSmall(nodes, refs + begin, spare, indices, begin, nodeIndex, 0, n, centroids, maxLeafSize);
+    for (uint32_t k = 0; k < n; ++k) {
+        const Bvh::Ref& r = refs[begin + k];
+        a[k] = Centroid{{r.min[0] + r.max[0], r.min[1] + r.max[1], r.min[2] + r.max[2]}, k};
+    }
+    Box4 doubledRange;
+    doubledRange.lo = centroids.lo + centroids.lo;
+    doubledRange.hi = centroids.hi + centroids.hi;
+    SplitSmall(nodes, a, b, refs + begin, indices + begin, begin, nodeIndex, 0, n, doubledRange, maxLeafSize);
 }
 
 namespace {

@@ -226,12 +226,12 @@ void GlRenderDevice::PrepareDraw(uint32_t primitiveType, const glm::mat4* model,
     glm::vec2 viewport{float(m_Width), float(m_Height)};
     if (m_Target)
         viewport = glm::vec2(float(std::max(m_Target->GetWidth(), 1u)), float(std::max(m_Target->GetHeight(), 1u)));
-    m_Program->SetUniform("projectionMatrix", projection);
-    m_Program->SetUniform("viewMatrix", view);
+    m_Program->SetUniform(GlShaderProgram::UNIFORM_PROJECTION_MATRIX, projection);
+    m_Program->SetUniform(GlShaderProgram::UNIFORM_VIEW_MATRIX, view);
     if (model)
         SetModelUniforms(*m_Program, *model);
-    m_Program->SetUniform("viewportSize", viewport);
-    m_Program->SetUniform("useDash", hasLineDistance ? 1 : 0);
+    m_Program->SetUniform(GlShaderProgram::UNIFORM_VIEWPORT_SIZE, viewport);
+    m_Program->SetUniform(GlShaderProgram::UNIFORM_USE_DASH, hasLineDistance ? 1 : 0);
 
     // Wide lines are quads whose winding follows the line direction: never
     // culled.

@@ -92,9 +92,9 @@ void GlRenderDevice::SetModelUniforms(GlShaderProgram& program, const glm::mat4&
     const glm::mat4 identity(1.0f);
     const glm::mat4& view = m_Camera ? m_Camera->GetViewMatrix() : identity;
     const glm::mat4 modelView = view * model;
-    program.SetUniform("modelMatrix", model);
-    program.SetUniform("modelViewMatrix", modelView);
-    program.SetUniform("normalMatrix", NormalMatrix(modelView));
+    program.SetUniform(GlShaderProgram::UNIFORM_MODEL_MATRIX, model);
+    program.SetUniform(GlShaderProgram::UNIFORM_MODEL_VIEW_MATRIX, modelView);
+    program.SetUniform(GlShaderProgram::UNIFORM_NORMAL_MATRIX, NormalMatrix(modelView));
 }
 
 void GlRenderDevice::BuildTemplate(const std::shared_ptr<MaterialTemplate>& materialTemplate)

@@ -93,6 +93,17 @@ bool Fits(const UniformValue& value, GLenum type)
     }
 }
 
+const char* const kDrawUniformNames[GlShaderProgram::DRAW_UNIFORM_COUNT] = {
+    "projectionMatrix", "viewMatrix", "modelMatrix", "modelViewMatrix", "normalMatrix", "viewportSize", "useDash"};
+
+int DrawUniformIndex(const std::string& name)
+{
+    for (int k = 0; k < int(GlShaderProgram::DRAW_UNIFORM_COUNT); ++k)
+        if (name == kDrawUniformNames[k])
+            return k;
+    return -1;
+}
+
 } // namespace
 
 GlShaderProgram::GlShaderProgram(std::string templateName, GlStateCache& state)
@@ -170,11 +181,21 @@ bool GlShaderProgram::Build(EnumVariant variant, const std::string& vertex, cons
         if (m_Values.find(name) == m_Values.end())
             m_Values[name] = TextureUnit{int(unit)};
     }
-    // Start from every value recorded so far (defaults, materials, lights).
+    for (uint32_t k = 0; k < DRAW_UNIFORM_COUNT; ++k) {
+        const auto slot = target.byName.find(kDrawUniformNames[k]);
+        target.drawSlots[k] = slot == target.byName.end() ? -1 : int(slot->second);
+    }
+    // Start from every value recorded so far (defaults, materials, lights,
+    // the last draw's).
     for (const auto& entry : m_Values)
         for (Variant& each : m_Variants)
             if (each.program != 0)
                 Record(each, entry.first, entry.second);
+    for (uint32_t k = 0; k < DRAW_UNIFORM_COUNT; ++k)
+        if (m_DrawValuesSet & (1u << k))
+            for (Variant& each : m_Variants)
+                if (each.program != 0)
+                    Record(each, kDrawUniformNames[k], m_DrawValues[k]);
     return true;
 }
 
@@ -226,7 +247,12 @@ bool GlShaderProgram::Record(Variant& variant, const std::string& name, const Un
     const auto it = variant.byName.find(name);
     if (it == variant.byName.end())
         return true; // not declared by this variant: ignored
-    Slot& slot = variant.slots[it->second];
+    return RecordSlot(variant, it->second, value);
+}
+
+bool GlShaderProgram::RecordSlot(Variant& variant, std::size_t index, const UniformValue& value)
+{
+    Slot& slot = variant.slots[index];
     if (!Fits(value, slot.type))
         return false;
     slot.pending = value;
@@ -237,9 +263,15 @@ bool GlShaderProgram::Record(Variant& variant, const std::string& name, const Un
     }
     if (!slot.dirty) {
         slot.dirty = true;
-        variant.dirty.push_back(it->second);
+        variant.dirty.push_back(index);
     }
     return true;
+}
+
+void GlShaderProgram::WarnTypeMismatch(const std::string& name)
+{
+    if (m_TypeWarnings.insert(name).second)
+        Logger::Instance().Waring("Uniform type does not match: " + name + "!");
 }
 
 void GlShaderProgram::SetUniform(const std::string& name, const UniformValue& value)
@@ -253,14 +285,37 @@ void GlShaderProgram::SetUniform(const std::string& name, const UniformValue& va
         fits = Record(variant, name, value) && fits;
     }
     if (!fits) {
-        if (m_TypeWarnings.insert(name).second)
-            Logger::Instance().Waring("Uniform type does not match: " + name + "!");
+        WarnTypeMismatch(name);
+        return;
+    }
+    const int draw = DrawUniformIndex(name);
+    if (draw >= 0) {
+        m_DrawValues[std::size_t(draw)] = value;
+        m_DrawValuesSet |= 1u << draw;
         return;
     }
     // Values of undeclared names are kept too: a variant built later may
     // declare them.
     if (declared || m_Values.size() < 1024)
         m_Values[name] = value;
+}
+
+void GlShaderProgram::SetUniform(EnumDrawUniform uniform, const UniformValue& value)
+{
+    if (uniform >= DRAW_UNIFORM_COUNT)
+        return;
+    bool fits = true;
+    for (Variant& variant : m_Variants) {
+        const int slot = variant.drawSlots[uniform];
+        if (variant.program != 0 && slot >= 0)
+            fits = RecordSlot(variant, std::size_t(slot), value) && fits;
+    }
+    if (!fits) {
+        WarnTypeMismatch(kDrawUniformNames[uniform]);
+        return;
+    }
+    m_DrawValues[uniform] = value;
+    m_DrawValuesSet |= 1u << uniform;
 }
 
 bool GlShaderProgram::HasUniform(const std::string& name) const

@@ -48,6 +48,21 @@ public:
     void SetUniform(const std::string& name, const UniformValue& value) override;
     bool HasUniform(const std::string& name) const override;
 
+    /// The uniforms the device sets for every draw, looked up once when a
+    /// variant links rather than by name on each draw.
+    enum EnumDrawUniform : uint32_t {
+        UNIFORM_PROJECTION_MATRIX,
+        UNIFORM_VIEW_MATRIX,
+        UNIFORM_MODEL_MATRIX,
+        UNIFORM_MODEL_VIEW_MATRIX,
+        UNIFORM_NORMAL_MATRIX,
+        UNIFORM_VIEWPORT_SIZE,
+        UNIFORM_USE_DASH,
+        DRAW_UNIFORM_COUNT
+    };
+    /// The same as `SetUniform` with the uniform's name.
+    void SetUniform(EnumDrawUniform uniform, const UniformValue& value);
+
     /// Installs a variant's program (through the state cache) and uploads
     /// the uniforms whose recorded value differs from what it holds.
     void Use(EnumVariant variant);
@@ -76,18 +91,25 @@ private:
         std::vector<Slot> slots;
         std::unordered_map<std::string, std::size_t> byName;
         std::vector<std::size_t> dirty;
+        /// Slot of each draw uniform, -1 when the variant does not declare it.
+        std::array<int, DRAW_UNIFORM_COUNT> drawSlots{};
     };
 
     /// Records a value for one variant; false when its type does not fit.
     bool Record(Variant& variant, const std::string& name, const UniformValue& value);
+    bool RecordSlot(Variant& variant, std::size_t index, const UniformValue& value);
+    void WarnTypeMismatch(const std::string& name);
     void Upload(const Slot& slot);
     void ReadUniforms(Variant& variant);
 
     std::string m_TemplateName;
     GlStateCache& m_State;
     std::array<Variant, VARIANT_COUNT> m_Variants;
-    /// Every value set, so that a variant built later starts with them.
+    /// Every value set, so that a variant built later starts with them:
+    /// the draw uniforms' apart, by number.
     std::unordered_map<std::string, UniformValue> m_Values;
+    std::array<UniformValue, DRAW_UNIFORM_COUNT> m_DrawValues;
+    uint32_t m_DrawValuesSet = 0; ///< bit i: m_DrawValues[i] holds a value
     /// Sampler name -> GL sampler type, and the unit given to it at link.
     std::unordered_map<std::string, unsigned int> m_Samplers;
     std::unordered_map<std::string, uint32_t> m_SamplerUnits;

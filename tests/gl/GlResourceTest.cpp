@@ -1,4 +1,5 @@
 #include "GlFixture.h"
+#include "LogCapture.h"
 
 #include <orvkernel/device/RenderTarget.h>
 #include <orvkernel/geometry/GeometryBuilder.h>
@@ -256,6 +257,43 @@ TEST_F(GlResourceTest, RawShadersAndUserModelMatrices)
     device->Draw(square.get(), 0, 0);
     Read();
     EXPECT_TRUE(Near(At(32, 32), kWhite, 0));
+}
+
+TEST_F(GlResourceTest, DrawUniformsSetByNumberOrByNameAreOneValue)
+{
+    auto material = BasicMaterial::Create("m");
+    auto square = GeometryBuilder::CreatePlane(0.5f, 0.5f);
+    auto* program = static_cast<GlShaderProgram*>(device->ActiveMaterial(material));
+    ASSERT_NE(program, nullptr);
+    const auto shifted = [](float x) {
+        return glm::mat4(glm::vec4(1, 0, 0, 0), glm::vec4(0, 1, 0, 0), glm::vec4(0, 0, 1, 0), glm::vec4(x, 0, 0, 1));
+    };
+    // The later setting wins whichever way each was made.
+    program->SetUniform(GlShaderProgram::UNIFORM_MODEL_VIEW_MATRIX, shifted(-0.5f));
+    program->SetUniform("modelViewMatrix", shifted(0.5f));
+    ClearBlack();
+    device->Draw(square.get(), 0, 0);
+    Read();
+    EXPECT_TRUE(Near(At(48, 32), kWhite, 0));
+    EXPECT_TRUE(Near(At(16, 32), kBlack, 0));
+    program->SetUniform(GlShaderProgram::UNIFORM_MODEL_VIEW_MATRIX, shifted(-0.5f));
+    ClearBlack();
+    device->Draw(square.get(), 0, 0);
+    Read();
+    EXPECT_TRUE(Near(At(16, 32), kWhite, 0));
+    EXPECT_TRUE(Near(At(48, 32), kBlack, 0));
+
+    // A value of the wrong type is refused with one warning, by number as
+    // by name, and the draw keeps the last good one.
+    orvtest::LogCapture log;
+    program->SetUniform(GlShaderProgram::UNIFORM_MODEL_VIEW_MATRIX, 1.0f);
+    program->SetUniform("modelViewMatrix", 2);
+    EXPECT_EQ(log.warnings, std::vector<std::string>{"Uniform type does not match: modelViewMatrix!"});
+    ClearBlack();
+    device->Draw(square.get(), 0, 0);
+    Read();
+    EXPECT_TRUE(Near(At(16, 32), kWhite, 0));
+    program->SetUniform(GlShaderProgram::EnumDrawUniform(99), glm::mat4(1.0f)); // ignored
 }
 
 TEST_F(GlResourceTest, OpensACoreContextOfAtLeast33)

@@ -39,7 +39,9 @@ namespace {
 // gathered chunk by chunk while the references are produced.
 struct BuildScratch {
     LargeVector<Bvh::Ref> refs;
-    LargeVector<Bvh::Ref> sorted; // the references in cluster order (grid builds)
+    // The references in cluster order (grid builds), aligned for streaming
+    // stores.
+    LargeVector<Bvh::Ref, 32> sorted;
     Box4 bounds;
     Box4 doubledCentroids; // centroids times two
     bool rootBinned = false;

@@ -78,12 +78,15 @@ Box4 SplitSmall(Bvh::NodeArray& nodes, Centroid* src, Centroid* dst, const Bvh::
 
     uint32_t l = lb, r = le;
     if (ext[axis] > 0.0f) {
+        // Each centroid is written to both free ends, and the end on its
+        // side moves past it; the copy at the other end is overwritten
+        // later (when the ends meet they are one slot). No branch on the
+        // side, which would mispredict on every other reference here.
         for (uint32_t k = lb; k < le; ++k) {
-            const uint32_t left = src[k].c[axis] < middle2 ? 1u : 0u;
-            // l or r - 1 by a mask: compilers turn a plain choice back into a
-            // branch, which mispredicts on every other reference here.
-            const uint32_t to = ((l ^ (r - 1)) & (0u - left)) ^ (r - 1);
-            dst[to] = src[k];
+            const Centroid c = src[k];
+            const uint32_t left = c.c[axis] < middle2 ? 1u : 0u;
+            dst[l] = c;
+            dst[r - 1] = c;
             l += left;
             r -= 1u - left;
         }

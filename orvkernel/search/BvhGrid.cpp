@@ -11,8 +11,10 @@ namespace {
 constexpr uint32_t kReferencesPerCell = 32;
 constexpr uint32_t kMaxCells = 32768;
 // The top splits stop at clusters of at most this many references (or a
-// single cell): 64 KiB of references, built inside the second-level cache.
-constexpr uint32_t kCluster = 2048;
+// single cell), where the midpoint splits take over as they do below this
+// size everywhere. Stopping at 1,024 and binning the clusters costs a
+// tenth more time and saves about 1 % of the nodes a ray visits.
+constexpr uint32_t kCluster = 256;
 // The top splits are cheap (a pass over cells, not references), so they
 // weigh more planes than the binned splits below.
 constexpr int kCellBins = 32;
@@ -250,8 +252,20 @@ void CellGrid::Build(Bvh::NodeArray& nodes, const Bvh::Ref* refs, Bvh::Ref* sort
     }
     const uint32_t* cellOf = m_CellOf.data();
     uint32_t* next = m_Next.data();
+#if defined(__SSE2__)
+    // Streaming stores: the destination is far larger than the caches, and
+    // ordinary stores would first read every line they fill.
+    static_assert(sizeof(Bvh::Ref) == 32, "a reference is two aligned quadruples");
+    for (uint32_t k = 0; k < count; ++k) {
+        Bvh::Ref& to = sorted[next[cellOf[k]]++];
+        _mm_stream_ps(to.min, _mm_loadu_ps(refs[k].min));
+        _mm_stream_ps(to.max, _mm_loadu_ps(refs[k].max));
+    }
+    _mm_sfence();
+#else
     for (uint32_t k = 0; k < count; ++k)
         sorted[next[cellOf[k]]++] = refs[k];
+#endif
 
     const V4 half = V4::Splat(0.5f);
     for (std::size_t c = 0; c < clusters.size(); ++c) {

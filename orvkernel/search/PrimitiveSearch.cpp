@@ -396,16 +396,16 @@ void PrimitiveSearch::Refresh(const BufferGeometry& geometry)
         // tree and reads each triangle, ready for the test, in leaf order.
         // Leaf order jumps about the index and vertex arrays, and each
         // vertex load waits on an index load: both are fetched ahead, the
-        // index entries 32 slots ahead and the vertices 16, so that the
+        // index entries 64 slots ahead and the vertices 32, so that the
         // copy streams instead of waiting on one miss after another.
         const auto& prims = m_Tree.GetPrimitiveIndices();
         const std::size_t slots = prims.size();
         view.WithVertexNumbers([&](const auto& vertexOf) {
             m_Triangles.Build(m_Tree, [&](std::size_t k, float* xyz) {
-                if (k + 32 < slots)
-                    PrefetchIndexEntry(view, 3 * std::size_t(prims[k + 32]));
-                if (k + 16 < slots) {
-                    const std::size_t ahead = 3 * std::size_t(prims[k + 16]);
+                if (k + 64 < slots)
+                    PrefetchIndexEntry(view, 3 * std::size_t(prims[k + 64]));
+                if (k + 32 < slots) {
+                    const std::size_t ahead = 3 * std::size_t(prims[k + 32]);
                     for (std::size_t v = 0; v < 3; ++v)
                         PrefetchVertex(view, vertexOf(ahead + v));
                 }

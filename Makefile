@@ -39,8 +39,11 @@ bench: setup build/release/build.ninja
 	cmake --build build/release -j $(JOBS) --target orvcore_bench orvcore_peer_bench
 	if grep -q '^build orvcore_osg_bench:' build/release/build.ninja; then \
 	  cmake --build build/release -j $(JOBS) --target orvcore_osg_bench; fi
+	if grep -q '^build orvrender_bench:' build/release/build.ninja; then \
+	  cmake --build build/release -j $(JOBS) --target orvrender_bench; fi
 	build/release/bench/orvcore_bench $(BENCH_FLAGS)
 	build/release/bench/orvcore_peer_bench $(BENCH_FLAGS)
+	if [ -x build/release/bench/orvrender_bench ]; then build/release/bench/orvrender_bench $(BENCH_FLAGS); fi
 	if [ -x $(OSG_BENCH) ] && command -v xvfb-run >/dev/null; then \
 	  xvfb-run -a -s "-screen 0 1920x1080x24" $(OSG_BENCH) $(BENCH_FLAGS); fi
 

@@ -87,8 +87,12 @@ Bvh::Ref* Bvh::BeginBuild(uint32_t count, const glm::vec3& centroidsLo, const gl
 void Bvh::AbsorbRefs(uint32_t begin, uint32_t end)
 {
     BuildScratch& s = Scratch();
-    Box4 bounds = s.bounds, doubled = s.doubledCentroids;
     const Ref* refs = s.refs.data();
+    if (s.grid.IsActive()) {
+        s.grid.Absorb(refs, begin, end, s.bounds, s.doubledCentroids);
+        return;
+    }
+    Box4 bounds = s.bounds, doubled = s.doubledCentroids;
     for (uint32_t k = begin; k < end; ++k) {
         const V4 lo = V4::Load(refs[k].min), hi = V4::Load(refs[k].max);
         bounds.Grow(lo, hi);
@@ -96,9 +100,7 @@ void Bvh::AbsorbRefs(uint32_t begin, uint32_t end)
     }
     s.bounds = bounds;
     s.doubledCentroids = doubled;
-    if (s.grid.IsActive()) {
-        s.grid.Absorb(refs, begin, end);
-    } else if (s.rootBinned) {
+    if (s.rootBinned) {
         for (uint32_t k = begin; k < end; ++k)
             AddToBins(s.root, refs[k]);
     }

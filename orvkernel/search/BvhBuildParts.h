@@ -160,8 +160,9 @@ public:
     bool Setup(uint32_t count, const float lo[3], const float hi[3]);
     bool IsActive() const { return m_Active; }
     void Deactivate() { m_Active = false; }
-    /// Counts the references [begin, end) into their cells.
-    void Absorb(const Bvh::Ref* refs, uint32_t begin, uint32_t end);
+    /// Counts the references [begin, end) into their cells, and grows the
+    /// root's box and doubled centroid range by them in the same pass.
+    void Absorb(const Bvh::Ref* refs, uint32_t begin, uint32_t end, Box4& bounds, Box4& doubledCentroids);
     /// Builds the tree below node 0 (whose box is `bounds`) over the `count`
     /// references absorbed: they are moved into `sorted` in leaf order.
     void Build(Bvh::NodeArray& nodes, const Bvh::Ref* refs, Bvh::Ref* sorted, uint32_t count, uint32_t* indices,

@@ -89,7 +89,7 @@ inline uint32_t CellGrid::CellOf(V4 doubledCentroid) const
     return uint32_t(c[0]) + m_Dims[0] * (uint32_t(c[1]) + m_Dims[1] * uint32_t(c[2]));
 }
 
-void CellGrid::Absorb(const Bvh::Ref* refs, uint32_t begin, uint32_t end)
+void CellGrid::Absorb(const Bvh::Ref* refs, uint32_t begin, uint32_t end, Box4& bounds, Box4& doubledCentroids)
 {
     // Meshes are stored coherently: runs of references fall into one cell,
     // whose sums stay in registers until the run ends.
@@ -102,6 +102,8 @@ void CellGrid::Absorb(const Bvh::Ref* refs, uint32_t begin, uint32_t end)
             cell.bounds.Grow(runBounds);
             cell.doubledCentroids.Grow(runCentroids);
             cell.count += runCount;
+            bounds.Grow(runBounds);
+            doubledCentroids.Grow(runCentroids);
         }
     };
     for (uint32_t k = begin; k < end; ++k) {

@@ -120,6 +120,8 @@ std::shared_ptr<SceneManager> Cell(bool shared = false)
 // then drawn every frame: an unchanged model keeps its map).
 // Shared geometry (5, 6) is the plain model with one box and edge geometry
 // for all nodes, drawn instanced (5) or one by one (6: instancing off).
+// 7 is the plain model with the merging of small parts off: every box and
+// every edge set its own draw.
 enum Extra : int64_t {
     kPlain = 0,
     kContactShadow = 1,
@@ -127,7 +129,8 @@ enum Extra : int64_t {
     kMoving = 3,
     kMovingContactShadow = 4,
     kShared = 5,
-    kSharedNoInstancing = 6
+    kSharedNoInstancing = 6,
+    kPlainNoBatching = 7
 };
 const char* const kExtraNames[] = {"",
                                    " + contact shadow",
@@ -135,7 +138,8 @@ const char* const kExtraNames[] = {"",
                                    ", one box moving",
                                    ", one box moving + contact shadow",
                                    ", shared geometry",
-                                   ", shared geometry, instancing off"};
+                                   ", shared geometry, instancing off",
+                                   ", merging off"};
 
 // `finish`: the OpenGL device whose work is waited for at the end of every
 // frame, or null to queue frames back to back.
@@ -148,6 +152,7 @@ void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_
     renderer.SetViewCondinateType(extra == kViewCube ? Cube : NoWidget);
     device.GetSettings().ContactShadow = extra == kContactShadow || extra == kMovingContactShadow;
     device.GetSettings().Instancing = extra != kSharedNoInstancing;
+    device.GetSettings().Batching = extra != kPlainNoBatching;
     SceneNode* moving = manager->GetScene()->GetNodes().begin()->second.get();
     bool raised = false;
     BasicPipeline pipeline;
@@ -214,13 +219,15 @@ void BM_LibraryFrame10kBoxes(benchmark::State& state)
 
 // extra: 0 the model alone, 1 with the contact shadow, 2 with the view cube,
 // 3 one box moving, 4 one box moving with the contact shadow, 5 all boxes
-// of one shared geometry, 6 the same with instancing off; finish: 1 every
+// of one shared geometry, 6 the same with instancing off, 7 the model with
+// the merging of small parts off; finish: 1 every
 // frame ended by glFinish. The single-sampled finished frames are those
 // compared with peers whose offscreen buffers have no multisampling.
 BENCHMARK(BM_GlFrame10kBoxes)
     ->ArgNames({"samples", "extra", "finish"})
     ->Args({1, kPlain, 0})
     ->Args({1, kPlain, 1})
+    ->Args({1, kPlainNoBatching, 1})
     ->Args({1, kShared, 1})
     ->Args({1, kSharedNoInstancing, 1})
     ->Args({4, kPlain, 0})

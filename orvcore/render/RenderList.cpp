@@ -3,6 +3,7 @@
 #include <orvcommon/Logger.h>
 #include <orvkernel/device/RenderDevice.h>
 #include <orvkernel/light/LightManager.h>
+#include <orvcore/render/ModelBatch.h>
 
 #include <algorithm>
 #include <cstring>
@@ -119,6 +120,47 @@ std::size_t RenderList::RunLength(std::size_t first, MaterialInstance* material)
     return last - first;
 }
 
+std::size_t RenderList::BatchLength(std::size_t first, MaterialInstance* material) const
+{
+    uint32_t type = 0, attributes = 0;
+    if ((material && material->IsTransparent()) || !ModelBatch::Accepts(GetAt(first), type, attributes))
+        return 0;
+    std::size_t last = first;
+    while (last < m_Count) {
+        const RenderItem& item = GetAt(last);
+        uint32_t itemType = 0, itemAttributes = 0;
+        if (ResolveMaterial(item, m_Material) != material || !ModelBatch::Accepts(item, itemType, itemAttributes) ||
+            itemType != type || itemAttributes != attributes)
+            break;
+        // A part whose geometry the next one repeats starts an instanced run.
+        if (last + 1 < m_Count && GetAt(last + 1).GetGeometry() == item.GetGeometry() &&
+            ResolveMaterial(GetAt(last + 1), m_Material) == material)
+            break;
+        ++last;
+    }
+    return last - first;
+}
+
+std::size_t RenderList::DrawFrom(RenderDevice* device, std::size_t first, MaterialInstance* material,
+                                 std::size_t& batches) const
+{
+    const std::size_t run = RunLength(first, material);
+    if (run == 1 && device->GetSettings().Batching) {
+        const std::size_t parts = BatchLength(first, material);
+        if (parts >= ModelBatch::kMinParts) {
+            if (m_Batches.size() <= batches)
+                m_Batches.push_back(std::make_shared<ModelBatch>());
+            ModelBatch& batch = *m_Batches[batches++];
+            if (batch.Update(*this, first, parts)) {
+                batch.Draw(device);
+                return parts;
+            }
+        }
+    }
+    DrawRun(device, first, run);
+    return run;
+}
+
 void RenderList::DrawRun(RenderDevice* device, std::size_t first, std::size_t count) const
 {
     const RenderItem& head = GetAt(first);
@@ -143,12 +185,11 @@ void RenderList::Render(RenderDevice* device) const
         }
         return;
     }
+    std::size_t batches = 0;
     for (std::size_t i = 0; i < m_Count;) {
         MaterialInstance* material = ResolveMaterial(GetAt(i), m_Material);
         device->_ActiveMaterial(material);
-        const std::size_t run = RunLength(i, material);
-        DrawRun(device, i, run);
-        i += run;
+        i += DrawFrom(device, i, material, batches);
     }
 }
 
@@ -162,12 +203,11 @@ void RenderList::Render(RenderDevice* device, LightManager* lights) const
         }
         return;
     }
+    std::size_t batches = 0;
     for (std::size_t i = 0; i < m_Count;) {
         MaterialInstance* material = ResolveMaterial(GetAt(i), m_Material);
         lights->ActiveMaterial(device, material);
-        const std::size_t run = RunLength(i, material);
-        DrawRun(device, i, run);
-        i += run;
+        i += DrawFrom(device, i, material, batches);
     }
 }
 

@@ -14,6 +14,7 @@
 namespace orvcore {
 
 class LightManager;
+class ModelBatch;
 class RenderDevice;
 
 /// A sortable list of render items with a default (style) material.
@@ -43,7 +44,11 @@ public:
     /// that supports instancing, activated once per run instead: a run is a
     /// stretch of consecutive items of one geometry and one material that
     /// is not transparent, handed to the device as one `DrawInstanced` (in
-    /// list order, so the image is that of single draws).
+    /// list order, so the image is that of single draws). A stretch of at
+    /// least `ModelBatch::kMinParts` opaque items of one material, each of
+    /// its own small geometry, is drawn as one merged `ModelBatch` when the
+    /// device's `Batching` setting is on; the list keeps its batches between
+    /// frames.
     void Render(RenderDevice* device) const;
     /// The same, activating through the light manager (lit).
     void Render(RenderDevice* device, LightManager* lights) const;
@@ -67,6 +72,12 @@ private:
     /// under `material` (at least 1).
     std::size_t RunLength(std::size_t first, MaterialInstance* material) const;
     void DrawRun(RenderDevice* device, std::size_t first, std::size_t count) const;
+    /// Items from position `first` that can be merged with it under
+    /// `material` (0 when it cannot be merged).
+    std::size_t BatchLength(std::size_t first, MaterialInstance* material) const;
+    /// Draws the items from `first` of one material run; returns how many.
+    std::size_t DrawFrom(RenderDevice* device, std::size_t first, MaterialInstance* material,
+                         std::size_t& batches) const;
 
     uint64_t m_Count = 0;
     std::shared_ptr<MaterialInstance> m_Material;
@@ -79,6 +90,8 @@ private:
     std::vector<std::pair<uint32_t, uint32_t>> m_Keys;
     // Model matrices of the run being drawn, gathered for the device; reused.
     mutable std::vector<glm::mat4> m_RunTransforms;
+    // Merged draws kept between frames, in the order the list meets them.
+    mutable std::vector<std::shared_ptr<ModelBatch>> m_Batches;
 };
 
 } // namespace orvcore

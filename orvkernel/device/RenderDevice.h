@@ -39,6 +39,11 @@ struct RenderSettings {
     /// and the material's program can; off, every instance is its own draw
     /// (the same image, for comparison and for drivers that misbehave).
     bool Instancing = true;
+    /// Runs of many small opaque parts of one material, each its own
+    /// geometry, are merged into one draw by the renderer's lists (kept
+    /// between frames, rewritten where parts move); off, each part is drawn
+    /// on its own.
+    bool Batching = true;
 };
 
 /// The GPU device the renderer draws through. Draw calls use the current

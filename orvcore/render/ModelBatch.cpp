@@ -1,0 +1,269 @@
+#include <orvcore/render/ModelBatch.h>
+
+#include <cmath>
+#include <cstring>
+
+#include <glm/mat3x3.hpp>
+#include <glm/matrix.hpp>
+
+#include <orvkernel/device/RenderDevice.h>
+#include <orvkernel/geometry/BufferAttribute.h>
+#include <orvkernel/geometry/BufferGeometry.h>
+#include <orvkernel/geometry/ElementAttribute.h>
+#include <orvkernel/shape/PrimitiveShape.h>
+#include <orvcore/render/RenderItem.h>
+#include <orvcore/render/RenderList.h>
+
+namespace orvcore {
+
+namespace {
+
+constexpr uint32_t kNormals = 1u;
+constexpr uint32_t kUvs = 2u;
+
+bool FloatAttribute(const BufferAttribute* attribute, uint32_t minItemSize)
+{
+    return attribute && attribute->GetData() && attribute->GetDataType() == DATA_TYPE_FLOAT &&
+           attribute->GetItemSize() >= minItemSize && attribute->GetCount() > 0;
+}
+
+uint32_t Version(const BufferAttribute* attribute) { return attribute ? attribute->GetVersion() : 0u; }
+
+// The vertices a part adds: whole triangles or whole segments.
+std::size_t PartElements(const BufferGeometry& geometry)
+{
+    const std::size_t per = geometry.GetPrimitiveType() == PRIMITIVE_TRIANGLES ? 3 : 2;
+    return geometry.GetElementCount() / per * per;
+}
+
+std::shared_ptr<BufferAttribute> ZeroAttribute(std::size_t vertices, uint32_t itemSize)
+{
+    const std::vector<float> zeros(vertices * itemSize, 0.0f);
+    return std::make_shared<BufferAttribute>(zeros.data(), zeros.size(), itemSize);
+}
+
+} // namespace
+
+ModelBatch::ModelBatch() = default;
+ModelBatch::~ModelBatch() = default;
+
+bool ModelBatch::Accepts(const RenderItem& item, uint32_t& type, uint32_t& attributes)
+{
+    const PrimitiveShape* primitive = item.GetPrimitive();
+    const BufferGeometry* geometry = primitive ? primitive->GetGeometry().get() : nullptr;
+    if (!geometry)
+        return false;
+    type = geometry->GetPrimitiveType();
+    if (type != PRIMITIVE_TRIANGLES && type != PRIMITIVE_LINES)
+        return false;
+    const BufferAttribute* positions = geometry->GetPositions().get();
+    if (!FloatAttribute(positions, 3))
+        return false;
+    attributes = 0;
+    for (uint32_t slot = ATTRIBUTE_NORMAL; slot < ATTRIBUTE_SLOT_COUNT; ++slot) {
+        const BufferAttribute* attribute = geometry->GetAttribute(slot).get();
+        if (!attribute)
+            continue;
+        if (slot == ATTRIBUTE_NORMAL && FloatAttribute(attribute, 3))
+            attributes |= kNormals;
+        else if (slot == ATTRIBUTE_UV && FloatAttribute(attribute, 2))
+            attributes |= kUvs;
+        else
+            return false; // colours, line distances, other data: drawn as they are
+    }
+    const std::size_t elements = PartElements(*geometry);
+    if (elements == 0 || elements > kMaxPartVertices || (!geometry->GetIndex() && elements > positions->GetCount()))
+        return false;
+    const glm::mat4& m = item.GetTransform();
+    if (m[0][3] != 0.0f || m[1][3] != 0.0f || m[2][3] != 0.0f || m[3][3] != 1.0f)
+        return false;
+    const float determinant = glm::determinant(glm::mat3(m));
+    return std::isfinite(determinant) && std::fabs(determinant) >= 1e-20f && std::isfinite(m[3].x) &&
+           std::isfinite(m[3].y) && std::isfinite(m[3].z);
+}
+
+ModelBatch::Part ModelBatch::Describe(const RenderItem& item)
+{
+    const PrimitiveShape* primitive = item.GetPrimitive();
+    const BufferGeometry* geometry = primitive->GetGeometry().get();
+    Part part;
+    part.key = primitive->GetObjectId();
+    part.geometry = geometry;
+    part.positionsVersion = Version(geometry->GetPositions().get());
+    part.normalsVersion = Version(geometry->GetNormals().get());
+    part.uvVersion = Version(geometry->GetUVs().get());
+    part.indexVersion = geometry->GetIndex() ? geometry->GetIndex()->GetVersion() : 0u;
+    part.elements = uint32_t(PartElements(*geometry));
+    part.transform = item.GetTransform();
+    return part;
+}
+
+bool ModelBatch::SameSource(const Part& a, const Part& b)
+{
+    return a.key == b.key && a.geometry == b.geometry && a.positionsVersion == b.positionsVersion &&
+           a.normalsVersion == b.normalsVersion && a.uvVersion == b.uvVersion && a.indexVersion == b.indexVersion &&
+           a.elements == b.elements;
+}
+
+bool ModelBatch::Update(const RenderList& list, std::size_t first, std::size_t count)
+{
+    uint32_t type = 0, attributes = 0;
+    if (count == 0 || first + count > list.GetItemCount() || !Accepts(list.GetAt(first), type, attributes))
+        return false;
+    m_Next.clear();
+    std::size_t total = 0;
+    for (std::size_t i = first; i < first + count; ++i) {
+        Part part = Describe(list.GetAt(i));
+        part.first = uint32_t(total);
+        total += part.elements;
+        if (total > kMaxVertices)
+            return false;
+        m_Next.push_back(part);
+    }
+    m_Rewritten = 0;
+
+    // The same parts, in the same order or (every part once) in another.
+    bool same = m_Geometry && type == m_Type && attributes == m_Attributes && m_Next.size() == m_Parts.size();
+    bool inOrder = same;
+    for (std::size_t k = 0; inOrder && k < m_Next.size(); ++k)
+        inOrder = SameSource(m_Next[k], m_Parts[k]);
+    if (same && !inOrder) {
+        same = m_UniqueKeys;
+        for (Part& part : m_Parts)
+            part.first |= 0x80000000u; // not matched yet
+        for (std::size_t k = 0; same && k < m_Next.size(); ++k) {
+            const auto found = m_ByKey.find(m_Next[k].key);
+            same = found != m_ByKey.end();
+            if (!same)
+                break;
+            Part& old = m_Parts[found->second];
+            same = (old.first & 0x80000000u) && SameSource(old, m_Next[k]);
+            old.first &= 0x7fffffffu;
+            m_Next[k].first = found->second; // now: the part it matched
+        }
+        for (Part& part : m_Parts)
+            part.first &= 0x7fffffffu;
+    }
+    if (!same) {
+        m_Parts.swap(m_Next);
+        Rebuild(type, attributes);
+        return true;
+    }
+    // Only the parts that moved are carried into world space again.
+    for (std::size_t k = 0; k < m_Next.size(); ++k) {
+        Part& old = inOrder ? m_Parts[k] : m_Parts[m_Next[k].first];
+        if (std::memcmp(&old.transform, &m_Next[k].transform, sizeof(glm::mat4)) == 0)
+            continue;
+        old.transform = m_Next[k].transform;
+        Write(old);
+        m_Positions->RaiseVersion(old.first, old.elements);
+        if (m_Normals)
+            m_Normals->RaiseVersion(old.first, old.elements);
+        ++m_Rewritten;
+    }
+    return true;
+}
+
+void ModelBatch::Rebuild(uint32_t type, uint32_t attributes)
+{
+    m_Type = type;
+    m_Attributes = attributes;
+    std::size_t total = 0;
+    m_ByKey.clear();
+    m_UniqueKeys = true;
+    for (uint32_t k = 0; k < m_Parts.size(); ++k) {
+        total += m_Parts[k].elements;
+        m_UniqueKeys = m_ByKey.emplace(m_Parts[k].key, k).second && m_UniqueKeys;
+    }
+    m_Positions = ZeroAttribute(total, 3);
+    m_Normals = (attributes & kNormals) ? ZeroAttribute(total, 3) : nullptr;
+    m_Uvs = (attributes & kUvs) ? ZeroAttribute(total, 2) : nullptr;
+    m_Geometry = std::make_shared<BufferGeometry>(static_cast<EnumPrimitiveType>(type));
+    m_Geometry->SetAttribute(ATTRIBUTE_POSITION, m_Positions);
+    if (m_Normals)
+        m_Geometry->SetAttribute(ATTRIBUTE_NORMAL, m_Normals);
+    if (m_Uvs)
+        m_Geometry->SetAttribute(ATTRIBUTE_UV, m_Uvs);
+    m_Primitive = std::make_shared<PrimitiveShape>(m_Geometry, nullptr);
+    for (const Part& part : m_Parts)
+        Write(part);
+    m_Positions->RaiseVersion();
+    if (m_Normals)
+        m_Normals->RaiseVersion();
+    if (m_Uvs)
+        m_Uvs->RaiseVersion();
+    m_Rewritten = m_Parts.size();
+    ++m_Rebuilds;
+}
+
+void ModelBatch::Write(const Part& part)
+{
+    const BufferGeometry& geometry = *part.geometry;
+    const BufferAttribute& positions = *geometry.GetPositions();
+    const BufferAttribute* normals = m_Normals ? geometry.GetNormals().get() : nullptr;
+    const BufferAttribute* uvs = m_Uvs ? geometry.GetUVs().get() : nullptr;
+    const ElementAttribute* index = geometry.GetIndex().get();
+    const glm::mat4& m = part.transform;
+    // Normals as the device's normal matrix carries them: the inverse
+    // transpose of the linear part (the draw then applies the view's).
+    const glm::mat3 normalMatrix = glm::transpose(glm::inverse(glm::mat3(m)));
+    float* p = reinterpret_cast<float*>(m_Positions->GetData()) + std::size_t(part.first) * 3;
+    float* n = m_Normals ? reinterpret_cast<float*>(m_Normals->GetData()) + std::size_t(part.first) * 3 : nullptr;
+    float* t = m_Uvs ? reinterpret_cast<float*>(m_Uvs->GetData()) + std::size_t(part.first) * 2 : nullptr;
+    const std::size_t per = m_Type == PRIMITIVE_TRIANGLES ? 3 : 2;
+    for (uint32_t e = 0; e < part.elements; e += uint32_t(per)) {
+        uint32_t corner[3] = {0, 0, 0};
+        bool inside = true;
+        for (std::size_t k = 0; k < per; ++k) {
+            corner[k] = index ? index->Get(e + k) : uint32_t(e + k);
+            inside = inside && corner[k] < positions.GetCount() && (!normals || corner[k] < normals->GetCount()) &&
+                     (!uvs || corner[k] < uvs->GetCount());
+        }
+        for (std::size_t k = 0; k < per; ++k, p += 3) {
+            if (!inside) { // a vertex number past an attribute: an empty primitive
+                std::memset(p, 0, 3 * sizeof(float));
+                if (n) {
+                    std::memset(n, 0, 3 * sizeof(float));
+                    n += 3;
+                }
+                if (t) {
+                    std::memset(t, 0, 2 * sizeof(float));
+                    t += 2;
+                }
+                continue;
+            }
+            float v[3];
+            std::memcpy(v, positions.GetData() + std::size_t(corner[k]) * positions.GetByteStride(), sizeof(v));
+            // The world point as the vertex shader forms it from the model
+            // matrix: columns scaled by the coordinates, then the translation.
+            const glm::vec4 world = m[0] * v[0] + m[1] * v[1] + m[2] * v[2] + m[3];
+            p[0] = world.x;
+            p[1] = world.y;
+            p[2] = world.z;
+            if (n) {
+                if (normals) {
+                    float w[3];
+                    std::memcpy(w, normals->GetData() + std::size_t(corner[k]) * normals->GetByteStride(), sizeof(w));
+                    const glm::vec3 turned = normalMatrix * glm::vec3(w[0], w[1], w[2]);
+                    n[0] = turned.x;
+                    n[1] = turned.y;
+                    n[2] = turned.z;
+                }
+                n += 3;
+            }
+            if (t) {
+                if (uvs)
+                    std::memcpy(t, uvs->GetData() + std::size_t(corner[k]) * uvs->GetByteStride(), 2 * sizeof(float));
+                t += 2;
+            }
+        }
+    }
+}
+
+void ModelBatch::Draw(RenderDevice* device) const
+{
+    if (device && m_Primitive && m_Positions && m_Positions->GetCount() > 0)
+        device->Draw(m_Primitive.get(), glm::mat4(1.0f));
+}
+
+} // namespace orvcore

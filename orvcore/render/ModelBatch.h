@@ -1,0 +1,101 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <unordered_map>
+#include <vector>
+
+#include <glm/mat4x4.hpp>
+
+namespace orvcore {
+
+class BufferAttribute;
+class BufferGeometry;
+class ElementAttribute;
+class PrimitiveShape;
+class RenderDevice;
+class RenderItem;
+class RenderList;
+
+/// Many small opaque parts of one material merged into one draw: their
+/// triangles (or line segments) unrolled and carried into world space, with
+/// normals by each part's normal matrix and texture coordinates as they
+/// are. Imported assemblies hold thousands of parts, each its own geometry,
+/// which instancing cannot group; drawn one by one, the driver's per-draw
+/// work dominates the frame.
+///
+/// The merged vertices are kept between frames. While the same parts come
+/// (in any order: opaque lists are sorted by depth, which an orbit changes),
+/// only the parts whose world matrix moved are written again, and the
+/// device sends only their vertices. A new or changed part, or one gone,
+/// makes the batch again.
+///
+/// A part joins (`Accepts`) when its geometry is a triangle or line list of
+/// at most `kMaxPartVertices` elements with float positions, optional float
+/// normals and texture coordinates and no other attribute, and its world
+/// matrix is affine and invertible. The depth test makes the image of
+/// opaque parts independent of their order; drawn from the world-space
+/// copy, positions round in another order than from the model matrix, by an
+/// ulp or so.
+class ModelBatch {
+public:
+    static constexpr std::size_t kMaxPartVertices = 6144;
+    static constexpr std::size_t kMaxVertices = std::size_t(1) << 22;
+    /// Fewer parts than this are drawn one by one: the copy is not worth it.
+    static constexpr std::size_t kMinParts = 64;
+
+    ModelBatch();
+    ~ModelBatch();
+
+    /// Whether an item can be merged, and the kind of batch it needs: its
+    /// primitive type and which of normals (bit 0) and texture coordinates
+    /// (bit 1) it carries.
+    static bool Accepts(const RenderItem& item, uint32_t& type, uint32_t& attributes);
+
+    /// Takes the items at positions [first, first + count) of a list, all
+    /// accepted with the same type and attributes. False when they exceed
+    /// `kMaxVertices`: the caller then draws them one by one.
+    bool Update(const RenderList& list, std::size_t first, std::size_t count);
+    /// Draws the merged parts with the device's current material.
+    void Draw(RenderDevice* device) const;
+
+    std::size_t GetPartCount() const { return m_Parts.size(); }
+    /// Parts written by the last `Update` (all of them after a rebuild).
+    std::size_t GetRewrittenCount() const { return m_Rewritten; }
+    /// Times the merged vertices were made from scratch.
+    std::size_t GetRebuildCount() const { return m_Rebuilds; }
+
+private:
+    struct Part {
+        uint64_t key = 0; ///< primitive object id
+        const BufferGeometry* geometry = nullptr;
+        uint32_t positionsVersion = 0;
+        uint32_t normalsVersion = 0;
+        uint32_t uvVersion = 0;
+        uint32_t indexVersion = 0;
+        uint32_t elements = 0;
+        uint32_t first = 0; ///< first merged vertex
+        glm::mat4 transform{1.0f};
+    };
+
+    static Part Describe(const RenderItem& item);
+    static bool SameSource(const Part& a, const Part& b);
+    void Rebuild(uint32_t type, uint32_t attributes);
+    void Write(const Part& part);
+
+    std::vector<Part> m_Parts;
+    std::vector<Part> m_Next;
+    /// Primitive object id -> part, when no primitive appears twice.
+    std::unordered_map<uint64_t, uint32_t> m_ByKey;
+    bool m_UniqueKeys = false;
+    uint32_t m_Type = 0;
+    uint32_t m_Attributes = 0;
+    std::shared_ptr<BufferAttribute> m_Positions, m_Normals, m_Uvs;
+    std::shared_ptr<BufferGeometry> m_Geometry;
+    std::shared_ptr<PrimitiveShape> m_Primitive;
+    std::size_t m_Rewritten = 0;
+    std::size_t m_Rebuilds = 0;
+};
+
+} // namespace orvcore

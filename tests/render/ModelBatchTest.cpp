@@ -1,0 +1,190 @@
+// Small parts of one material merged into one draw: what joins, the merged
+// vertices, and what a frame rewrites.
+#include <orvcore/render/ModelBatch.h>
+#include <orvcore/render/RenderList.h>
+
+#include <glm/gtc/matrix_transform.hpp>
+#include <gtest/gtest.h>
+#include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
+
+#include "Expect.h"
+#include "RecordingDevice.h"
+
+using namespace orvcore;
+
+namespace {
+
+// Takes merged draws like the OpenGL device and keeps the last one drawn.
+class MergingDevice : public orvtest::RecordingDevice {
+public:
+    bool SupportsInstancing() const override { return true; }
+    void Draw(PrimitiveShape* p, const glm::mat4& transform) override
+    {
+        last = p;
+        RecordingDevice::Draw(p, transform);
+    }
+    PrimitiveShape* last = nullptr;
+};
+
+struct Parts {
+    std::shared_ptr<MaterialInstance> material = MeshPhongMaterial::Create("part");
+    std::vector<std::shared_ptr<PrimitiveShape>> shapes;
+    std::vector<glm::mat4> transforms;
+
+    explicit Parts(int count)
+    {
+        for (int i = 0; i < count; ++i) {
+            shapes.push_back(std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(1.0f)), material));
+            glm::mat4 t = glm::translate(glm::mat4(1.0f), glm::vec3(float(i) * 3.0f, 0, 0));
+            t = glm::rotate(t, 0.1f * float(i), glm::vec3(0, 0, 1));
+            transforms.push_back(glm::scale(t, glm::vec3(1.0f, 2.0f, 0.5f)));
+        }
+    }
+    void Fill(RenderList& list, bool reversed = false) const
+    {
+        list.Reset();
+        for (std::size_t k = 0; k < shapes.size(); ++k) {
+            const std::size_t i = reversed ? shapes.size() - 1 - k : k;
+            list.AddItem(shapes[i].get(), nullptr, transforms[i], float(k));
+        }
+    }
+};
+
+// Merged vertex `v` of the part that starts at `first`, against the part's
+// own vertex carried by its matrix.
+void ExpectWorldVertex(const PrimitiveShape& merged, std::size_t first, const PrimitiveShape& part,
+                       const glm::mat4& transform, uint32_t v)
+{
+    const BufferGeometry& g = *part.GetGeometry();
+    const uint32_t corner = g.GetIndex() ? g.GetIndex()->Get(v) : v;
+    const glm::vec3 world = glm::vec3(transform * glm::vec4(g.GetPositions()->GetVec3(corner), 1.0f));
+    EXPECT_VEC(merged.GetGeometry()->GetPositions()->GetVec3(first + v), world, 1e-4f);
+    const glm::vec3 normal = glm::normalize(glm::transpose(glm::inverse(glm::mat3(transform))) *
+                                            g.GetNormals()->GetVec3(corner));
+    EXPECT_VEC(glm::normalize(merged.GetGeometry()->GetNormals()->GetVec3(first + v)), normal, 1e-4f);
+}
+
+} // namespace
+
+TEST(ModelBatch, MergesPartsIntoWorldSpaceAndRewritesOnlyWhatMoved)
+{
+    Parts parts(70);
+    RenderList list;
+    parts.Fill(list);
+    ModelBatch batch;
+    ASSERT_TRUE(batch.Update(list, 0, list.GetItemCount()));
+    EXPECT_EQ(batch.GetPartCount(), 70u);
+    EXPECT_EQ(batch.GetRebuildCount(), 1u);
+    MergingDevice device;
+    batch.Draw(&device);
+    ASSERT_NE(device.last, nullptr);
+    const std::size_t perBox = parts.shapes[0]->GetGeometry()->GetElementCount();
+    EXPECT_EQ(device.last->GetGeometry()->GetPositions()->GetCount(), 70 * perBox);
+    ExpectWorldVertex(*device.last, 0, *parts.shapes[0], parts.transforms[0], 0);
+    ExpectWorldVertex(*device.last, 33 * perBox, *parts.shapes[33], parts.transforms[33], 7);
+
+    // The next frame, unchanged: nothing written.
+    parts.Fill(list);
+    ASSERT_TRUE(batch.Update(list, 0, list.GetItemCount()));
+    EXPECT_EQ(batch.GetRewrittenCount(), 0u);
+    // Sorted the other way round (an orbit reorders by depth): still nothing.
+    parts.Fill(list, true);
+    ASSERT_TRUE(batch.Update(list, 0, list.GetItemCount()));
+    EXPECT_EQ(batch.GetRewrittenCount(), 0u);
+    EXPECT_EQ(batch.GetRebuildCount(), 1u);
+    // One part moved: its vertices alone, where the first frame put them.
+    parts.transforms[33] = glm::translate(parts.transforms[33], glm::vec3(0, 0, 4));
+    parts.Fill(list, true);
+    ASSERT_TRUE(batch.Update(list, 0, list.GetItemCount()));
+    EXPECT_EQ(batch.GetRewrittenCount(), 1u);
+    EXPECT_EQ(batch.GetRebuildCount(), 1u);
+    ExpectWorldVertex(*device.last, 33 * perBox, *parts.shapes[33], parts.transforms[33], 7);
+    // A part's own vertices changed, or a part gone: made again.
+    parts.shapes[5]->GetGeometry()->GetPositions()->SetVec3(0, glm::vec3(9.0f));
+    parts.Fill(list);
+    ASSERT_TRUE(batch.Update(list, 0, list.GetItemCount()));
+    EXPECT_EQ(batch.GetRebuildCount(), 2u);
+    ASSERT_TRUE(batch.Update(list, 1, list.GetItemCount() - 1));
+    EXPECT_EQ(batch.GetRebuildCount(), 3u);
+    EXPECT_EQ(batch.GetPartCount(), 69u);
+
+    // One primitive placed twice is two parts; matched by order only.
+    RenderList twice;
+    parts.Fill(twice);
+    twice.AddItem(parts.shapes[0].get(), nullptr, parts.transforms[1], 99.0f);
+    ASSERT_TRUE(batch.Update(twice, 0, twice.GetItemCount()));
+    EXPECT_EQ(batch.GetPartCount(), 71u);
+    ASSERT_TRUE(batch.Update(twice, 0, twice.GetItemCount()));
+    EXPECT_EQ(batch.GetRewrittenCount(), 0u);
+    EXPECT_EQ(batch.GetRebuildCount(), 4u);
+}
+
+TEST(ModelBatch, OnlyPlainSmallListsWithInvertibleAffineMatricesJoin)
+{
+    uint32_t type = 0, attributes = 0;
+    auto material = MeshPhongMaterial::Create("part");
+    auto box = std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(1.0f)), material);
+    const auto accepts = [&](PrimitiveShape* p, const glm::mat4& m) {
+        return ModelBatch::Accepts(RenderItem(p, nullptr, m, 0.0f), type, attributes);
+    };
+    EXPECT_TRUE(accepts(box.get(), glm::mat4(1.0f)));
+    EXPECT_EQ(type, uint32_t(PRIMITIVE_TRIANGLES));
+    EXPECT_EQ(attributes, 3u); // normals and texture coordinates
+
+    auto edges = std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBoxEdges(glm::vec3(1.0f)), material);
+    EXPECT_TRUE(accepts(edges.get(), glm::mat4(1.0f)));
+    EXPECT_EQ(type, uint32_t(PRIMITIVE_LINES));
+
+    glm::mat4 projective(1.0f);
+    projective[0][3] = 0.5f;
+    EXPECT_FALSE(accepts(box.get(), projective));
+    EXPECT_FALSE(accepts(box.get(), glm::scale(glm::mat4(1.0f), glm::vec3(1.0f, 0.0f, 1.0f))));
+    EXPECT_FALSE(accepts(box.get(), glm::translate(glm::mat4(1.0f), glm::vec3(NAN, 0.0f, 0.0f))));
+    EXPECT_FALSE(accepts(nullptr, glm::mat4(1.0f)));
+
+    auto coloured = std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(1.0f)), material);
+    coloured->GetGeometry()->SetAttribute(
+        ATTRIBUTE_COLOR, std::make_shared<BufferAttribute>(std::vector<float>(24 * 4, 1.0f).data(), 24 * 4, 4));
+    EXPECT_FALSE(accepts(coloured.get(), glm::mat4(1.0f)));
+    auto sphere = std::make_shared<PrimitiveShape>(GeometryBuilder::CreateSphere(1.0f, 64, 64), material);
+    EXPECT_FALSE(accepts(sphere.get(), glm::mat4(1.0f))); // too many vertices to copy each frame
+
+    // Vertex numbers past the positions make empty triangles, not reads
+    // outside the arrays.
+    RenderList list;
+    std::vector<std::shared_ptr<PrimitiveShape>> bad;
+    for (int i = 0; i < 3; ++i) {
+        bad.push_back(std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(1.0f)), material));
+        bad.back()->GetGeometry()->SetIndex(std::make_shared<ElementAttribute>(std::vector<uint32_t>{0, 1, 500}));
+        list.AddItem(bad.back().get(), nullptr, glm::mat4(1.0f), 0.0f);
+    }
+    ModelBatch batch;
+    ASSERT_TRUE(batch.Update(list, 0, 3));
+    MergingDevice device;
+    batch.Draw(&device);
+    ASSERT_NE(device.last, nullptr);
+    EXPECT_VEC(device.last->GetGeometry()->GetPositions()->GetVec3(1), glm::vec3(0.0f));
+}
+
+TEST(RenderList, ManySmallPartsOfOneMaterialAreOneDraw)
+{
+    Parts parts(100);
+    RenderList list;
+    parts.Fill(list);
+    MergingDevice device;
+    list.Render(&device);
+    EXPECT_EQ(device.Count("Draw("), 1u);
+    // Off through the device's settings, and below the least worth merging,
+    // every part is drawn on its own.
+    device.Clear();
+    device.GetSettings().Batching = false;
+    list.Render(&device);
+    EXPECT_EQ(device.Count("Draw("), 100u);
+    device.Clear();
+    device.GetSettings().Batching = true;
+    Parts few(ModelBatch::kMinParts - 1);
+    few.Fill(list);
+    list.Render(&device);
+    EXPECT_EQ(device.Count("Draw("), ModelBatch::kMinParts - 1);
+}

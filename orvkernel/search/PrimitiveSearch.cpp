@@ -302,7 +302,7 @@ inline float EnterBox(const Bvh::Node& n, const SlabRay& r, float margin, float 
 // goes to the smallest element whatever the search order.
 inline float HitLimit(const Best& best) { return best.t + best.t * 1e-5f; }
 
-// Whether the four-wide walk may take the ray: a finite origin and no zero
+// Whether the eight-wide walk may take the ray: a finite origin and no zero
 // (or denormal) direction component. A ray parallel to a slab needs the
 // inclusive comparison of `SlabRay`, which no finite reciprocal reproduces
 // when the origin lies on the slab's far side.
@@ -392,7 +392,7 @@ void PrimitiveSearch::Refresh(const BufferGeometry& geometry)
     m_LeafVertices.clear();
     m_Triangles.Clear();
     if (view.verticesPerPrimitive == 3 && view.type == PRIMITIVE_TRIANGLES && view.packedFloat) {
-        // Triangle lists: the fast search walks the four-wide form of the
+        // Triangle lists: the fast search walks the eight-wide form of the
         // tree and reads each triangle, ready for the test, in leaf order.
         // Leaf order jumps about the index and vertex arrays, and each
         // vertex load waits on an index load: both are fetched ahead, the

@@ -46,7 +46,7 @@ private:
     // leaf's vertices share cache lines instead of being gathered through
     // the index (1 vertex per point, 2 per segment).
     LargeVector<glm::vec3> m_LeafVertices;
-    // Triangle lists: the tree's four-wide form and its triangles in leaf order.
+    // Triangle lists: the tree's eight-wide form and its triangles in leaf order.
     TriangleTree m_Triangles;
     // Weak references identify the attributes by ownership, not by address.
     std::weak_ptr<BufferAttribute> m_Positions;

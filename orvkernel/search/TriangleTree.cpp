@@ -23,9 +23,9 @@ void TriangleTree::Clear()
 
 uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary)
 {
-    // Up to four descendants of the binary node: its children, then the
+    // Up to eight descendants of the binary node: its children, then the
     // inner one of largest surface opened in place of itself, and so on.
-    uint32_t picked[4];
+    uint32_t picked[kWidth];
     int n = 0;
     if (nodes[binary].IsLeaf()) {
         picked[n++] = binary;
@@ -33,7 +33,7 @@ uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary)
         picked[n++] = nodes[binary].first;
         picked[n++] = nodes[binary].first + 1;
     }
-    while (n < 4) {
+    while (n < kWidth) {
         int open = -1;
         float area = -1.0f;
         for (int k = 0; k < n; ++k) {
@@ -61,7 +61,7 @@ uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary)
 #endif
     const uint32_t index = static_cast<uint32_t>(m_Nodes.size());
     m_Nodes.emplace_back();
-    for (int k = 0; k < 4; ++k) {
+    for (int k = 0; k < kWidth; ++k) {
         Node& node = m_Nodes[index]; // the array may have moved
         if (k >= n) {
             node.bounds[0][k] = node.bounds[2][k] = node.bounds[4][k] = INFINITY;

@@ -11,7 +11,7 @@
 namespace orvcore {
 
 /// The ray-walk form of a triangle list's `Bvh`: the binary tree collapsed
-/// into nodes of up to four children whose boxes are tested together, and
+/// into nodes of up to eight children whose boxes are tested together, and
 /// the triangles stored in leaf order as a corner and two edges, ready for
 /// the intersection test. Made from the binary tree after every build or
 /// refit; the binary tree stays the one that is built and refitted.
@@ -21,14 +21,18 @@ namespace orvcore {
 class TriangleTree {
 public:
     /// A node: the children's boxes in lanes (min x, max x, min y, max y,
-    /// min z, max z; four children each), so that one SIMD operation tests a
-    /// plane of all four. A child with `count[k] > 0` is a leaf of
+    /// min z, max z; eight children each), so that one SIMD operation tests
+    /// a plane of four. Eight children rather than four make the tree about
+    /// two levels shallower on meshes of 50,000 triangles: a ray walk waits on
+    /// one memory load per level below the cached top, and the wider node
+    /// costs only a second box test. A child with `count[k] > 0` is a leaf of
     /// `count[k]` triangle slots from `child[k]`; with 0, `child[k]` is a
     /// node number, or `kNone` for an empty lane (whose box is empty).
+    static constexpr int kWidth = 8;
     struct alignas(64) Node {
-        float bounds[6][4];
-        uint32_t child[4];
-        uint32_t count[4];
+        float bounds[6][kWidth];
+        uint32_t child[kWidth];
+        uint32_t count[kWidth];
     };
     static constexpr uint32_t kNone = 0xffffffffu;
 
@@ -74,7 +78,7 @@ void TriangleTree::Build(const Bvh& tree, CornerFn&& corners)
     const Bvh::NodeArray& nodes = tree.GetNodes();
     m_RootMin = nodes[0].min;
     m_RootMax = nodes[0].max;
-    // Every four-wide node stands for a distinct inner binary node, of
+    // Every wide node stands for a distinct inner binary node, of
     // which there are fewer than half the binary nodes: no reallocation.
     m_Nodes.reserve(nodes.size() / 2 + 1);
     Collapse(nodes, 0);

@@ -1,4 +1,4 @@
-// The ray walk of the four-wide tree: nearest hit first, children entered
+// The ray walk of the eight-wide tree: nearest hit first, children entered
 // nearest first, the boxes of a node tested together.
 #include <orvkernel/search/TriangleTree.h>
 
@@ -61,10 +61,8 @@ inline void Prefetch(const Entry& e, const TriangleTree::Node* nodes, const Tria
     const char* p = e.count > 0 ? reinterpret_cast<const char*>(tris + e.child)
                                 : reinterpret_cast<const char*>(nodes + e.child);
     const std::size_t bytes = e.count > 0 ? e.count * sizeof(TriangleTree::Triangle) : sizeof(TriangleTree::Node);
-    _mm_prefetch(p, _MM_HINT_T0);
-    _mm_prefetch(p + 64, _MM_HINT_T0);
-    if (bytes > 128)
-        _mm_prefetch(p + 128, _MM_HINT_T0);
+    for (std::size_t line = 0; line < bytes; line += 64)
+        _mm_prefetch(p + line, _MM_HINT_T0);
 #else
     (void)e;
     (void)nodes;
@@ -142,22 +140,24 @@ bool TriangleTree::Nearest(const glm::vec3& origin, const glm::vec3& dir, const 
         } else {
             const Node& node = nodes[current.child];
             const float limit = HitLimit(bestT);
-            alignas(16) float tNear[4];
-            int hitMask;
+            alignas(16) float tNear[TriangleTree::kWidth];
+            int hitMask = 0;
 #ifdef ORV_TRIANGLE_TREE_SSE
-            const __m128 nx = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearX]), ox), ix);
-            const __m128 fx = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearX ^ 1]), ox), ix);
-            const __m128 ny = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearY]), oy), iy);
-            const __m128 fy = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearY ^ 1]), oy), iy);
-            const __m128 nz = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearZ]), oz), iz);
-            const __m128 fz = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearZ ^ 1]), oz), iz);
-            const __m128 tn = _mm_max_ps(_mm_max_ps(_mm_setzero_ps(), nx), _mm_max_ps(ny, nz));
-            const __m128 tf = _mm_min_ps(_mm_min_ps(_mm_set1_ps(limit), fx), _mm_min_ps(fy, fz));
-            hitMask = _mm_movemask_ps(_mm_cmple_ps(tn, _mm_mul_ps(tf, _mm_set1_ps(kExitStretch))));
-            _mm_store_ps(tNear, tn);
+            const __m128 lim = _mm_set1_ps(limit), stretch = _mm_set1_ps(kExitStretch);
+            for (int half = 0; half < TriangleTree::kWidth; half += 4) {
+                const __m128 nx = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearX] + half), ox), ix);
+                const __m128 fx = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearX ^ 1] + half), ox), ix);
+                const __m128 ny = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearY] + half), oy), iy);
+                const __m128 fy = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearY ^ 1] + half), oy), iy);
+                const __m128 nz = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearZ] + half), oz), iz);
+                const __m128 fz = _mm_mul_ps(_mm_sub_ps(_mm_load_ps(node.bounds[nearZ ^ 1] + half), oz), iz);
+                const __m128 tn = _mm_max_ps(_mm_max_ps(_mm_setzero_ps(), nx), _mm_max_ps(ny, nz));
+                const __m128 tf = _mm_min_ps(_mm_min_ps(lim, fx), _mm_min_ps(fy, fz));
+                hitMask |= _mm_movemask_ps(_mm_cmple_ps(tn, _mm_mul_ps(tf, stretch))) << half;
+                _mm_store_ps(tNear + half, tn);
+            }
 #else
-            hitMask = 0;
-            for (int k = 0; k < 4; ++k) {
+            for (int k = 0; k < TriangleTree::kWidth; ++k) {
                 const float n0 = (node.bounds[nearX][k] - origin.x) * inv.x;
                 const float f0 = (node.bounds[nearX ^ 1][k] - origin.x) * inv.x;
                 const float n1 = (node.bounds[nearY][k] - origin.y) * inv.y;
@@ -171,7 +171,7 @@ bool TriangleTree::Nearest(const glm::vec3& origin, const glm::vec3& dir, const 
 #endif
             // The children entered, nearest first (insertion sort of <= 4),
             // visiting only the lanes that were hit.
-            Entry hit[4];
+            Entry hit[TriangleTree::kWidth];
             int n = 0;
             for (unsigned mask = unsigned(hitMask); mask != 0; mask &= mask - 1) {
                 const int k = LowestBit(mask);

@@ -47,8 +47,9 @@ std::shared_ptr<BufferAttribute> ZeroAttribute(std::size_t vertices, uint32_t it
 ModelBatch::ModelBatch() = default;
 ModelBatch::~ModelBatch() = default;
 
-bool ModelBatch::Accepts(const RenderItem& item, uint32_t& type, uint32_t& attributes)
+bool ModelBatch::Accepts(const RenderItem& item, uint32_t& type, uint32_t& attributes, std::size_t& vertices)
 {
+    vertices = 0;
     const PrimitiveShape* primitive = item.GetPrimitive();
     const BufferGeometry* geometry = primitive ? primitive->GetGeometry().get() : nullptr;
     if (!geometry)
@@ -74,6 +75,7 @@ bool ModelBatch::Accepts(const RenderItem& item, uint32_t& type, uint32_t& attri
     const std::size_t elements = PartElements(*geometry);
     if (elements == 0 || elements > kMaxPartVertices || (!geometry->GetIndex() && elements > positions->GetCount()))
         return false;
+    vertices = elements;
     const glm::mat4& m = item.GetTransform();
     if (m[0][3] != 0.0f || m[1][3] != 0.0f || m[2][3] != 0.0f || m[3][3] != 1.0f)
         return false;
@@ -108,7 +110,8 @@ bool ModelBatch::SameSource(const Part& a, const Part& b)
 bool ModelBatch::Update(const RenderList& list, std::size_t first, std::size_t count)
 {
     uint32_t type = 0, attributes = 0;
-    if (count == 0 || first + count > list.GetItemCount() || !Accepts(list.GetAt(first), type, attributes))
+    std::size_t vertices = 0;
+    if (count == 0 || first + count > list.GetItemCount() || !Accepts(list.GetAt(first), type, attributes, vertices))
         return false;
     m_Next.clear();
     std::size_t total = 0;

@@ -50,8 +50,8 @@ public:
 
     /// Whether an item can be merged, and the kind of batch it needs: its
     /// primitive type and which of normals (bit 0) and texture coordinates
-    /// (bit 1) it carries.
-    static bool Accepts(const RenderItem& item, uint32_t& type, uint32_t& attributes);
+    /// (bit 1) it carries; `vertices` gets the merged vertices it adds.
+    static bool Accepts(const RenderItem& item, uint32_t& type, uint32_t& attributes, std::size_t& vertices);
 
     /// Takes the items at positions [first, first + count) of a list, all
     /// accepted with the same type and attributes. False when they exceed

@@ -123,15 +123,18 @@ std::size_t RenderList::RunLength(std::size_t first, MaterialInstance* material)
 std::size_t RenderList::BatchLength(std::size_t first, MaterialInstance* material) const
 {
     uint32_t type = 0, attributes = 0;
-    if ((material && material->IsTransparent()) || !ModelBatch::Accepts(GetAt(first), type, attributes))
+    std::size_t vertices = 0, total = 0;
+    if ((material && material->IsTransparent()) || !ModelBatch::Accepts(GetAt(first), type, attributes, vertices))
         return 0;
     std::size_t last = first;
     while (last < m_Count) {
         const RenderItem& item = GetAt(last);
         uint32_t itemType = 0, itemAttributes = 0;
-        if (ResolveMaterial(item, m_Material) != material || !ModelBatch::Accepts(item, itemType, itemAttributes) ||
-            itemType != type || itemAttributes != attributes)
-            break;
+        if (ResolveMaterial(item, m_Material) != material ||
+            !ModelBatch::Accepts(item, itemType, itemAttributes, vertices) || itemType != type ||
+            itemAttributes != attributes || total + vertices > ModelBatch::kMaxVertices)
+            break; // a full batch ends the stretch; the next one starts after it
+        total += vertices;
         // A part whose geometry the next one repeats starts an instanced run.
         if (last + 1 < m_Count && GetAt(last + 1).GetGeometry() == item.GetGeometry() &&
             ResolveMaterial(GetAt(last + 1), m_Material) == material)
@@ -151,10 +154,12 @@ std::size_t RenderList::DrawFrom(RenderDevice* device, std::size_t first, Materi
             if (m_Batches.size() <= batches)
                 m_Batches.push_back(std::make_shared<ModelBatch>());
             ModelBatch& batch = *m_Batches[batches++];
-            if (batch.Update(*this, first, parts)) {
+            if (batch.Update(*this, first, parts))
                 batch.Draw(device);
-                return parts;
-            }
+            else // not expected (the stretch fits); each part on its own then
+                for (std::size_t i = first; i < first + parts; ++i)
+                    device->Draw(GetAt(i).GetPrimitive(), GetAt(i).GetTransform());
+            return parts;
         }
     }
     DrawRun(device, first, run);

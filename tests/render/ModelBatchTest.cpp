@@ -123,14 +123,16 @@ TEST(ModelBatch, MergesPartsIntoWorldSpaceAndRewritesOnlyWhatMoved)
 TEST(ModelBatch, OnlyPlainSmallListsWithInvertibleAffineMatricesJoin)
 {
     uint32_t type = 0, attributes = 0;
+    std::size_t vertices = 0;
     auto material = MeshPhongMaterial::Create("part");
     auto box = std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(1.0f)), material);
     const auto accepts = [&](PrimitiveShape* p, const glm::mat4& m) {
-        return ModelBatch::Accepts(RenderItem(p, nullptr, m, 0.0f), type, attributes);
+        return ModelBatch::Accepts(RenderItem(p, nullptr, m, 0.0f), type, attributes, vertices);
     };
     EXPECT_TRUE(accepts(box.get(), glm::mat4(1.0f)));
     EXPECT_EQ(type, uint32_t(PRIMITIVE_TRIANGLES));
     EXPECT_EQ(attributes, 3u); // normals and texture coordinates
+    EXPECT_EQ(vertices, box->GetGeometry()->GetElementCount());
 
     auto edges = std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBoxEdges(glm::vec3(1.0f)), material);
     EXPECT_TRUE(accepts(edges.get(), glm::mat4(1.0f)));
@@ -187,4 +189,29 @@ TEST(RenderList, ManySmallPartsOfOneMaterialAreOneDraw)
     few.Fill(list);
     list.Render(&device);
     EXPECT_EQ(device.Count("Draw("), ModelBatch::kMinParts - 1);
+}
+
+TEST(RenderList, StretchesBeyondOneBatchSplitIntoSeveral)
+{
+    // 800 parts of the largest size merged: more vertices than one batch
+    // holds, so the first batch is full and the rest make a second one.
+    auto material = MeshPhongMaterial::Create("part");
+    float corners[] = {0, 0, 0, 1, 0, 0, 0, 1, 0};
+    auto positions = std::make_shared<BufferAttribute>(corners, 9, 3u);
+    auto index = std::make_shared<ElementAttribute>(std::vector<uint32_t>(ModelBatch::kMaxPartVertices, 0u));
+    std::vector<std::shared_ptr<PrimitiveShape>> shapes;
+    RenderList list;
+    for (int i = 0; i < 800; ++i) {
+        auto geometry = std::make_shared<BufferGeometry>(PRIMITIVE_TRIANGLES);
+        geometry->SetAttribute(ATTRIBUTE_POSITION, positions);
+        geometry->SetIndex(index);
+        shapes.push_back(std::make_shared<PrimitiveShape>(geometry, material));
+        list.AddItem(shapes.back().get(), nullptr, glm::mat4(1.0f), float(i));
+    }
+    MergingDevice device;
+    list.Render(&device);
+    EXPECT_EQ(device.Count("Draw("), 2u);
+    const std::size_t perBatch = ModelBatch::kMaxVertices / ModelBatch::kMaxPartVertices;
+    EXPECT_EQ(device.last->GetGeometry()->GetPositions()->GetCount(),
+              (800 - perBatch) * ModelBatch::kMaxPartVertices);
 }

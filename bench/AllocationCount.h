@@ -1,5 +1,6 @@
 #pragma once
 
 /// Heap allocations made through the global operator new so far in this
-/// program (replaced in frame_bench.cpp for every benchmark of orvcore_bench).
+/// program (replaced in AllocationCount.cpp, which each benchmark program
+/// that reports allocations links).
 long AllocationCount();

@@ -7,10 +7,7 @@
 // off, or every node its own shape and box geometry, as imported parts
 // are, with the manager's default grid on (its lines collected into the
 // same queue after the scenes; the renderer draws them straight away).
-#include <atomic>
-#include <cstdlib>
 #include <memory>
-#include <new>
 #include <random>
 #include <vector>
 
@@ -31,25 +28,6 @@
 
 #include "AllocationCount.h"
 
-namespace {
-std::atomic<long> g_Allocations{0};
-}
-
-// The replacement pair below allocates with malloc and frees with free; GCC
-// cannot see that both sides are replaced and warns about a mismatch.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-
-void* operator new(std::size_t size)
-{
-    g_Allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size ? size : 1))
-        return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
-
-long AllocationCount() { return g_Allocations.load(std::memory_order_relaxed); }
 
 using namespace orvcore;
 
@@ -104,7 +82,7 @@ void BM_FrameUpdateAndCollect(benchmark::State& state)
         for (int& m : moved)
             m = pick(rng);
         state.ResumeTiming();
-        const long before = g_Allocations.load(std::memory_order_relaxed);
+        const long before = AllocationCount();
 
         for (int m : moved) {
             glm::mat4 t = nodes[std::size_t(m)]->GetTransform();
@@ -126,7 +104,7 @@ void BM_FrameUpdateAndCollect(benchmark::State& state)
         drawn = queue.GetRenderList(EnumRenderListIndex::Face).GetItemCount();
         lines = queue.GetRenderList(EnumRenderListIndex::Line).GetItemCount();
         if (frames++ > 0) // the first frame grows the lists
-            allocations += g_Allocations.load(std::memory_order_relaxed) - before;
+            allocations += AllocationCount() - before;
     }
     state.counters["time_per_node"] =
         benchmark::Counter(double(kNodes), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);

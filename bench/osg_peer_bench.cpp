@@ -22,10 +22,8 @@
 // pbuffer itself or into a framebuffer object of the camera's. With
 // ORVCORE_OSG_SNAPSHOT=<file.png> the first frame of each is written there,
 // to check the view against ours.
-#include <atomic>
 #include <cmath>
 #include <cstdlib>
-#include <new>
 #include <random>
 #include <string>
 #include <vector>
@@ -44,23 +42,8 @@
 #include <osgUtil/SceneView>
 #include <osgViewer/Viewer>
 
-namespace {
-std::atomic<long> g_Allocations{0};
-}
+#include "AllocationCount.h"
 
-// The replacement pair below allocates with malloc and frees with free; GCC
-// cannot see that both sides are replaced and warns about a mismatch.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-
-void* operator new(std::size_t size)
-{
-    g_Allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size ? size : 1))
-        return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept { std::free(p); }
-void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -243,7 +226,7 @@ void BM_OsgFrameUpdateAndCull(benchmark::State& state)
         for (int& m : moved)
             m = pick(rng);
         state.ResumeTiming();
-        const long before = g_Allocations.load(std::memory_order_relaxed);
+        const long before = AllocationCount();
 
         for (int m : moved) {
             osg::MatrixTransform* node = nodes[std::size_t(m)];
@@ -256,7 +239,7 @@ void BM_OsgFrameUpdateAndCull(benchmark::State& state)
         view->cull();
 
         if (frames++ > 0) // the first frame grows the pools and lists
-            allocations += g_Allocations.load(std::memory_order_relaxed) - before;
+            allocations += AllocationCount() - before;
     }
     state.counters["time_per_node"] =
         benchmark::Counter(double(kNodes), benchmark::Counter::kIsIterationInvariantRate | benchmark::Counter::kInvert);

@@ -90,7 +90,12 @@ ModelBatch::Part ModelBatch::Describe(const RenderItem& item)
     const BufferGeometry* geometry = primitive->GetGeometry().get();
     Part part;
     part.key = primitive->GetObjectId();
+    part.primitive = primitive;
     part.geometry = geometry;
+    part.sources[0] = geometry->GetPositions().get();
+    part.sources[1] = geometry->GetNormals().get();
+    part.sources[2] = geometry->GetUVs().get();
+    part.sources[3] = geometry->GetIndex().get();
     part.positionsVersion = Version(geometry->GetPositions().get());
     part.normalsVersion = Version(geometry->GetNormals().get());
     part.uvVersion = Version(geometry->GetUVs().get());
@@ -102,7 +107,9 @@ ModelBatch::Part ModelBatch::Describe(const RenderItem& item)
 
 bool ModelBatch::SameSource(const Part& a, const Part& b)
 {
-    return a.key == b.key && a.geometry == b.geometry && a.positionsVersion == b.positionsVersion &&
+    return a.key == b.key && a.geometry == b.geometry && a.sources[0] == b.sources[0] &&
+           a.sources[1] == b.sources[1] && a.sources[2] == b.sources[2] && a.sources[3] == b.sources[3] &&
+           a.positionsVersion == b.positionsVersion &&
            a.normalsVersion == b.normalsVersion && a.uvVersion == b.uvVersion && a.indexVersion == b.indexVersion &&
            a.elements == b.elements;
 }
@@ -173,10 +180,19 @@ void ModelBatch::Rebuild(uint32_t type, uint32_t attributes)
     m_Attributes = attributes;
     std::size_t total = 0;
     m_ByKey.clear();
+    m_Held.clear();
     m_UniqueKeys = true;
     for (uint32_t k = 0; k < m_Parts.size(); ++k) {
         total += m_Parts[k].elements;
         m_UniqueKeys = m_ByKey.emplace(m_Parts[k].key, k).second && m_UniqueKeys;
+        // The parts are alive during this frame: hold what they are made of.
+        const std::shared_ptr<BufferGeometry>& geometry = m_Parts[k].primitive->GetGeometry();
+        m_Held.push_back(geometry);
+        for (uint32_t slot : {uint32_t(ATTRIBUTE_POSITION), uint32_t(ATTRIBUTE_NORMAL), uint32_t(ATTRIBUTE_UV)})
+            if (geometry->GetAttribute(slot))
+                m_Held.push_back(geometry->GetAttribute(slot));
+        if (geometry->GetIndex())
+            m_Held.push_back(geometry->GetIndex());
     }
     m_Positions = ZeroAttribute(total, 3);
     m_Normals = (attributes & kNormals) ? ZeroAttribute(total, 3) : nullptr;

@@ -69,7 +69,11 @@ public:
 private:
     struct Part {
         uint64_t key = 0; ///< primitive object id
+        const PrimitiveShape* primitive = nullptr;
         const BufferGeometry* geometry = nullptr;
+        /// Positions, normals, texture coordinates and index: compared by
+        /// address, which cannot be reused while the batch holds them.
+        const void* sources[4] = {nullptr, nullptr, nullptr, nullptr};
         uint32_t positionsVersion = 0;
         uint32_t normalsVersion = 0;
         uint32_t uvVersion = 0;
@@ -85,6 +89,9 @@ private:
     void Write(const Part& part);
 
     std::vector<Part> m_Parts;
+    /// The merged parts' geometries and attributes, held so that none is
+    /// freed and its address taken by another while the batch compares them.
+    std::vector<std::shared_ptr<const void>> m_Held;
     std::vector<Part> m_Next;
     /// Primitive object id -> part, when no primitive appears twice.
     std::unordered_map<uint64_t, uint32_t> m_ByKey;

@@ -196,6 +196,7 @@ void RenderList::Render(RenderDevice* device) const
         device->_ActiveMaterial(material);
         i += DrawFrom(device, i, material, batches);
     }
+    DropUnusedBatches(batches);
 }
 
 void RenderList::Render(RenderDevice* device, LightManager* lights) const
@@ -214,6 +215,15 @@ void RenderList::Render(RenderDevice* device, LightManager* lights) const
         lights->ActiveMaterial(device, material);
         i += DrawFrom(device, i, material, batches);
     }
+    DropUnusedBatches(batches);
+}
+
+void RenderList::DropUnusedBatches(std::size_t used) const
+{
+    // Batches this frame did not reach would hold parts that may be gone
+    // from the scene (and their memory) until some later frame reached them.
+    if (m_Batches.size() > used)
+        m_Batches.resize(used);
 }
 
 void RenderList::RenderWithDefaultMaterial(RenderDevice* device) const

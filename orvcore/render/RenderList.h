@@ -78,6 +78,7 @@ private:
     /// Draws the items from `first` of one material run; returns how many.
     std::size_t DrawFrom(RenderDevice* device, std::size_t first, MaterialInstance* material,
                          std::size_t& batches) const;
+    void DropUnusedBatches(std::size_t used) const;
 
     uint64_t m_Count = 0;
     std::shared_ptr<MaterialInstance> m_Material;

@@ -108,6 +108,11 @@ TEST(ModelBatch, MergesPartsIntoWorldSpaceAndRewritesOnlyWhatMoved)
     ASSERT_TRUE(batch.Update(list, 1, list.GetItemCount() - 1));
     EXPECT_EQ(batch.GetRebuildCount(), 3u);
     EXPECT_EQ(batch.GetPartCount(), 69u);
+    // So does a new attribute object, even one of the same version.
+    const auto& geometry = parts.shapes[7]->GetGeometry();
+    geometry->SetAttribute(ATTRIBUTE_NORMAL, geometry->GetNormals()->Clone());
+    ASSERT_TRUE(batch.Update(list, 1, list.GetItemCount() - 1));
+    EXPECT_EQ(batch.GetRebuildCount(), 4u);
 
     // One primitive placed twice is two parts; matched by order only.
     RenderList twice;
@@ -117,7 +122,7 @@ TEST(ModelBatch, MergesPartsIntoWorldSpaceAndRewritesOnlyWhatMoved)
     EXPECT_EQ(batch.GetPartCount(), 71u);
     ASSERT_TRUE(batch.Update(twice, 0, twice.GetItemCount()));
     EXPECT_EQ(batch.GetRewrittenCount(), 0u);
-    EXPECT_EQ(batch.GetRebuildCount(), 4u);
+    EXPECT_EQ(batch.GetRebuildCount(), 5u);
 }
 
 TEST(ModelBatch, OnlyPlainSmallListsWithInvertibleAffineMatricesJoin)

@@ -437,21 +437,21 @@ void PrimitiveSearch::Refresh(const BufferGeometry& geometry)
 IntersectPoint PrimitiveSearch::Query(const BufferGeometry& geometry, const Ray& ray, float maxDistance)
 {
     Refresh(geometry);
-    const GeometryView view(geometry);
     Best best = Start(maxDistance);
-    if (m_Tree.IsEmpty() || view.verticesPerPrimitive == 0)
-        return IntersectPoint();
-
-    if (view.type == PRIMITIVE_TRIANGLES && view.packedFloat && FastRay(ray) && !m_Triangles.IsEmpty()) {
+    // The packets exist for lists of float triangles only, and are current
+    // after the refresh: the geometry need not be looked at again.
+    if (!m_Triangles.IsEmpty() && FastRay(ray)) {
         float t = best.t;
-        uint32_t slot = TriangleTree::kNone;
-        if (m_Triangles.Nearest(ray.getOrigin(), ray.getDirection(), m_Tree.GetPrimitiveIndices().data(), t, slot,
-                                best.dist2 > 0.0f)) {
-            if (slot != TriangleTree::kNone)
-                best.Offer(0.0f, t, m_Tree.GetPrimitiveIndices()[slot], ray.getPoint(t));
-            return ToIntersect(view, best);
+        uint32_t primitive = TriangleTree::kNone;
+        if (m_Triangles.Nearest(ray.getOrigin(), ray.getDirection(), t, primitive, best.dist2 > 0.0f)) {
+            if (primitive != TriangleTree::kNone && best.Offer(0.0f, t, primitive, ray.getPoint(t)))
+                return IntersectPoint(SHAPE_FILTER_FACE, static_cast<int32_t>(best.element), best.position, best.t);
+            return IntersectPoint();
         }
     }
+    const GeometryView view(geometry);
+    if (m_Tree.IsEmpty() || view.verticesPerPrimitive == 0)
+        return IntersectPoint();
 
     const Bvh::NodeArray& nodes = m_Tree.GetNodes();
     const auto& prims = m_Tree.GetPrimitiveIndices();

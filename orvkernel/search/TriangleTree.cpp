@@ -18,10 +18,10 @@ float HalfArea(const Bvh::Node& n)
 void TriangleTree::Clear()
 {
     m_Nodes.clear();
-    m_Triangles.clear();
+    m_Packets.clear();
 }
 
-uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary)
+uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary, std::vector<LeafLane>& leaves)
 {
     // Up to eight descendants of the binary node: its children, then the
     // inner one of largest surface opened in place of itself, and so on.
@@ -77,13 +77,25 @@ uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary)
         }
         node.count[k] = c.count;
         if (c.IsLeaf()) {
-            node.child[k] = c.first;
+            node.child[k] = kNone; // numbered once all leaves are known
+            leaves.push_back({index, uint32_t(k), c.first, c.count});
         } else {
-            const uint32_t child = Collapse(nodes, picked[k]);
+            const uint32_t child = Collapse(nodes, picked[k], leaves);
             m_Nodes[index].child[k] = child;
         }
     }
     return index;
+}
+
+std::size_t TriangleTree::NumberPackets(std::vector<LeafLane>& leaves)
+{
+    std::sort(leaves.begin(), leaves.end(), [](const LeafLane& x, const LeafLane& y) { return x.first < y.first; });
+    std::size_t packets = 0;
+    for (const LeafLane& leaf : leaves) {
+        m_Nodes[leaf.node].child[leaf.lane] = uint32_t(packets);
+        packets += (std::size_t(leaf.count) + kLanes - 1) / kLanes;
+    }
+    return packets;
 }
 
 } // namespace orvcore

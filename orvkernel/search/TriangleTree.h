@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 #include <glm/vec3.hpp>
 
@@ -12,8 +13,8 @@ namespace orvcore {
 
 /// The ray-walk form of a triangle list's `Bvh`: the binary tree collapsed
 /// into nodes of up to eight children whose boxes are tested together, and
-/// the triangles stored in leaf order as a corner and two edges, ready for
-/// the intersection test. Made from the binary tree after every build or
+/// each leaf's triangles stored in packets of four, a corner and two edges
+/// each, ready for one SIMD intersection test of the four. Made from the binary tree after every build or
 /// refit; the binary tree stays the one that is built and refitted.
 ///
 /// `Nearest` gives the same answer as testing every triangle of the tree:
@@ -26,7 +27,7 @@ public:
     /// two levels shallower on meshes of 50,000 triangles: a ray walk waits on
     /// one memory load per level below the cached top, and the wider node
     /// costs only a second box test. A child with `count[k] > 0` is a leaf of
-    /// `count[k]` triangle slots from `child[k]`; with 0, `child[k]` is a
+    /// `count[k]` triangles in the packets from number `child[k]`; with 0, `child[k]` is a
     /// node number, or `kNone` for an empty lane (whose box is empty).
     static constexpr int kWidth = 8;
     struct alignas(64) Node {
@@ -36,13 +37,22 @@ public:
     };
     static constexpr uint32_t kNone = 0xffffffffu;
 
-    /// A triangle as the test reads it: corner a and the edges b - a, c - a.
-    struct Triangle {
-        glm::vec3 a, e1, e2;
+    /// Up to four triangles of one leaf as the test reads them, one per
+    /// lane: corner a and the edges b - a, c - a by axis, and each lane's
+    /// triangle number (`kNone` for an unused lane, whose zero edges no ray
+    /// hits), so that a hit needs no look-up in another array.
+    /// A leaf of `count` triangles takes (count + 3) / 4 packets in a row,
+    /// and its lane in the node holds the first packet's number.
+    static constexpr int kLanes = 4;
+    struct alignas(32) Packet {
+        float a[3][kLanes];
+        float e1[3][kLanes];
+        float e2[3][kLanes];
+        uint32_t primitive[kLanes];
     };
 
-    /// Collapses `tree` and fills the triangle slots: `corners(slot, xyz)`
-    /// writes the corners of the triangle in leaf slot `slot` to `xyz[0..9)`
+    /// Collapses `tree` and fills the packets: `corners(slot, xyz)` writes
+    /// the corners of the triangle in leaf slot `slot` to `xyz[0..9)`
     /// (a, b, c). Plain floats rather than vectors: the copy of a million
     /// triangles must not bounce each corner through the stack.
     template <typename CornerFn>
@@ -53,19 +63,27 @@ public:
 
     /// Nearest hit of the ray (`direction` without a zero or denormal
     /// component, `origin` finite) with a ray parameter of at least 0.
-    /// `bestT`/`bestSlot` carry the best so far (`kNone`: none) and are
-    /// lowered on a better hit; `acceptFirst` says whether the first hit
+    /// `bestT`/`bestPrimitive` carry the best so far (`kNone`: none) and
+    /// are lowered on a better hit; `acceptFirst` says whether the first hit
     /// wins whatever its parameter. Returns false when the walk could not
     /// finish (a tree too deep for its stack), the caller then asks another
     /// way.
-    bool Nearest(const glm::vec3& origin, const glm::vec3& direction, const uint32_t* primitives, float& bestT,
-                 uint32_t& bestSlot, bool acceptFirst) const;
+    bool Nearest(const glm::vec3& origin, const glm::vec3& direction, float& bestT, uint32_t& bestPrimitive,
+                 bool acceptFirst) const;
 
 private:
-    uint32_t Collapse(const Bvh::NodeArray& nodes, uint32_t binary);
+    /// A leaf lane of a wide node: where its packet number goes, and the
+    /// leaf's slots.
+    struct LeafLane {
+        uint32_t node, lane, first, count;
+    };
+    uint32_t Collapse(const Bvh::NodeArray& nodes, uint32_t binary, std::vector<LeafLane>& leaves);
+    /// Numbers the leaves' packets in slot order, so that filling them reads
+    /// the slots front to back; returns the packet count.
+    std::size_t NumberPackets(std::vector<LeafLane>& leaves);
 
     LargeVector<Node, 64> m_Nodes;
-    LargeVector<Triangle> m_Triangles;
+    LargeVector<Packet, 64> m_Packets;
     glm::vec3 m_RootMin{0.0f}, m_RootMax{0.0f};
 };
 
@@ -81,18 +99,29 @@ void TriangleTree::Build(const Bvh& tree, CornerFn&& corners)
     // Every wide node stands for a distinct inner binary node, of
     // which there are fewer than half the binary nodes: no reallocation.
     m_Nodes.reserve(nodes.size() / 2 + 1);
-    Collapse(nodes, 0);
-    const std::size_t slots = tree.GetPrimitiveIndices().size();
+    std::vector<LeafLane> leaves;
+    leaves.reserve(nodes.size() / 2 + 1);
+    Collapse(nodes, 0, leaves);
     // Appended rather than resized: a resize would first fill the whole
     // array with zeros, a second pass over tens of megabytes.
-    m_Triangles.reserve(slots);
-    for (std::size_t k = 0; k < slots; ++k) {
-        float v[9];
-        corners(k, v);
-        Triangle& t = m_Triangles.emplace_back();
-        t.a = glm::vec3(v[0], v[1], v[2]);
-        t.e1 = glm::vec3(v[3] - v[0], v[4] - v[1], v[5] - v[2]);
-        t.e2 = glm::vec3(v[6] - v[0], v[7] - v[1], v[8] - v[2]);
+    m_Packets.reserve(NumberPackets(leaves));
+    const auto& primitives = tree.GetPrimitiveIndices();
+    for (const LeafLane& leaf : leaves) {
+        for (uint32_t base = 0; base < leaf.count; base += kLanes) {
+            Packet& p = m_Packets.emplace_back();
+            for (uint32_t j = 0; j < uint32_t(kLanes); ++j) {
+                float v[9] = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
+                const bool used = base + j < leaf.count;
+                if (used)
+                    corners(std::size_t(leaf.first + base + j), v);
+                p.primitive[j] = used ? primitives[leaf.first + base + j] : kNone;
+                for (int a = 0; a < 3; ++a) {
+                    p.a[a][j] = v[a];
+                    p.e1[a][j] = v[3 + a] - v[a];
+                    p.e2[a][j] = v[6 + a] - v[a];
+                }
+            }
+        }
     }
 }
 

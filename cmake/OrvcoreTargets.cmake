@@ -31,6 +31,9 @@ function(orv_add_library name)
   target_compile_features(${name} PUBLIC cxx_std_17)
   # Calls inside one library may bind locally and be inlined.
   target_compile_options(${name} PRIVATE -fno-semantic-interposition)
+  # ... and are linked as direct calls rather than through the library's
+  # own procedure linkage table.
+  target_link_options(${name} PRIVATE -Wl,-Bsymbolic-functions)
   target_include_directories(${name} PUBLIC
     $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>
     $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)

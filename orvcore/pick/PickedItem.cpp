@@ -44,7 +44,7 @@ void PickedItem::ResetByFilter(unsigned int filter)
 void PickedItem::SetPosition(const glm::vec3& p)
 {
     m_Point.SetLocalPosition(p);
-    m_Point.Transform(glm::mat4(1.0f));
+    m_Point.SetPosition(p);
 }
 
 unsigned int PickedItem::GetNodeId() const { return m_Node ? m_Node->GetObjectId() : 0u; }

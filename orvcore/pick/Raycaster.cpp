@@ -1,7 +1,6 @@
 #include <orvcore/pick/Raycaster.h>
 
 #include <orvcommon/Plane.h>
-#include <orvcommon/Sphere.h>
 #include <orvkernel/camera/CameraOperator.h>
 #include <orvcore/pick/PickNodeByRayVisitor.h>
 #include <orvcore/scene/Scene.h>
@@ -18,9 +17,33 @@
 
 namespace orvcore {
 
+namespace {
+
+// The storage of the last hit list a caster on this thread dropped, kept
+// for the next caster (empty, with its capacity). Lists that grew large,
+// after a pick through a dense assembly, are freed instead.
+constexpr std::size_t kKeptCapacity = 256;
+std::vector<PickedItem>& SpareItems()
+{
+    thread_local std::vector<PickedItem> spare;
+    return spare;
+}
+
+} // namespace
+
 Raycaster::Raycaster(const std::shared_ptr<Camera>& camera, unsigned int pickFilter, int x, int y)
     : m_PickFilter(pickFilter), m_Ray(CameraOperator::WindowPointToRay(camera, x, y)), m_Camera(camera)
 {
+    m_Intersects.swap(SpareItems());
+}
+
+Raycaster::~Raycaster()
+{
+    std::vector<PickedItem>& spare = SpareItems();
+    if (m_Intersects.capacity() > spare.capacity() && m_Intersects.capacity() <= kKeptCapacity) {
+        m_Intersects.clear();
+        spare.swap(m_Intersects);
+    }
 }
 
 std::size_t Raycaster::HitTest(const std::shared_ptr<Scene>& scene)
@@ -132,7 +155,25 @@ Ray Raycaster::GetLocalRay(const glm::mat4& world) const
 
 bool Raycaster::Intersects(const AxisAlignedBox& box) const
 {
-    return m_Ray.intersects(Sphere(box.getCenter(), glm::length(box.getSize()) * 0.5f)).first;
+    // Whether the ray meets the box's bounding sphere, on squares: no root
+    // is taken, since only the yes or no is wanted. An infinite box has an
+    // infinite sphere; an empty one is the point at the origin.
+    if (box.isInfinite())
+        return true;
+    glm::vec3 centre(0.0f), size(0.0f);
+    if (box.isFinite()) {
+        centre = (box.getMinimum() + box.getMaximum()) * 0.5f;
+        size = box.getMaximum() - box.getMinimum();
+    }
+    const glm::vec3 toOrigin = m_Ray.getOrigin() - centre;
+    const float c = glm::dot(toOrigin, toOrigin) - glm::dot(size, size) * 0.25f;
+    if (c <= 0.0f)
+        return true; // the origin is inside
+    // The direction is a unit vector: t^2 + 2 b t + c = 0 has a root ahead.
+    const float b = glm::dot(toOrigin, m_Ray.getDirection());
+    if (b > 0.0f)
+        return false; // outside and moving away
+    return !(b * b - c < 0.0f);
 }
 
 bool Raycaster::IsPickable(EnumPrimitiveType type) const

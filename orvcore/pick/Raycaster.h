@@ -30,6 +30,13 @@ class SceneNode;
 class Raycaster {
 public:
     Raycaster(const std::shared_ptr<Camera>& camera, unsigned int pickFilter, int x, int y);
+    Raycaster(const Raycaster&) = default;
+    Raycaster(Raycaster&&) = default;
+    Raycaster& operator=(const Raycaster&) = default;
+    Raycaster& operator=(Raycaster&&) = default;
+    /// Hands the hit list's storage on to the thread's next caster: a
+    /// viewer makes one per mouse move, and need not allocate each time.
+    ~Raycaster();
 
     /// Clears, walks one scene (respecting `Pickable`), sorts; returns the count.
     std::size_t HitTest(const std::shared_ptr<Scene>& scene);

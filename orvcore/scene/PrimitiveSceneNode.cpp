@@ -92,19 +92,25 @@ void PrimitiveSceneNode::SetMaterial(const std::shared_ptr<MaterialInstance>& ma
 
 bool PrimitiveSceneNode::HitTest(Raycaster& caster)
 {
-    if (!m_Primitive || !caster.IsPickable(static_cast<EnumPrimitiveType>(m_Primitive->GetPrimitiveType())))
+    if (!m_Primitive)
+        return false;
+    const auto type = static_cast<EnumPrimitiveType>(m_Primitive->GetPrimitiveType());
+    if (!caster.IsPickable(type))
         return false;
     const glm::mat4& world = GetWorldTransform();
-    const Ray local = caster.GetLocalRay(world);
+    // Parts mostly sit where they were modelled: no matrix to apply.
+    const bool placed = world != glm::mat4(1.0f);
+    const Ray local = placed ? caster.GetLocalRay(world) : caster.GetRay();
 
-    const float radius = IsTrianglePrimitive(m_Primitive->GetPrimitiveType())
+    const float radius = IsTrianglePrimitive(type)
                              ? std::numeric_limits<float>::max()
                              : caster.LocalSearchRadius(world, GetWorldBBox());
     IntersectPoint ip = m_Primitive->ComputeNearestPoint(local, radius);
     if (ip.GetPrimitiveIndex() < 0)
         return false;
-    ip.Transform(world);
-    if (m_Primitive->GetPrimitiveType() != PRIMITIVE_TRIANGLES) {
+    if (placed)
+        ip.Transform(world);
+    if (type != PRIMITIVE_TRIANGLES) {
         const glm::vec3 onRay = Math::transformVec3(world, local.getPoint(ip.GetDistance()));
         if (!caster.TestDistanceThreshold(ip.GetPosition(), onRay))
             return false;

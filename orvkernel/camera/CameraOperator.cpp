@@ -88,8 +88,20 @@ Ray CameraOperator::WindowPointToRay(const Camera& camera, float x, float y)
 {
     const glm::dmat4& inverse = InverseViewProjection(camera);
     const double vy = double(camera.GetHeight()) - double(y);
-    const glm::vec3 nearPoint = ViewportToWorld(camera, inverse, glm::dvec3(x, vy, 0.0));
-    const glm::vec3 farPoint = ViewportToWorld(camera, inverse, glm::dvec3(x, vy, 1.0));
+    // The near (depth -1) and far (depth +1) points share the x and y terms
+    // of the product; summed in the order of a full matrix product, so that
+    // each point is what unprojecting it alone gives.
+    const double nx = double(x) / double(camera.GetWidth()) * 2.0 - 1.0;
+    const double ny = vy / double(camera.GetHeight()) * 2.0 - 1.0;
+    const glm::dvec4 xy = inverse[0] * nx + inverse[1] * ny;
+    const glm::dvec4 nearClip = xy + (inverse[2] * -1.0 + inverse[3]);
+    const glm::dvec4 farClip = xy + (inverse[2] + inverse[3]);
+    auto divide = [](const glm::dvec4& p) {
+        const double w = p.w != 0.0 ? p.w : std::numeric_limits<double>::min();
+        return glm::vec3(glm::dvec3(p) * (1.0 / w));
+    };
+    const glm::vec3 nearPoint = divide(nearClip);
+    const glm::vec3 farPoint = divide(farClip);
     if (!IsFinite(nearPoint) || !IsFinite(farPoint)) {
         Logger::Instance().Waring("Window point is invalid!");
         return Ray();

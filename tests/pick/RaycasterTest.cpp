@@ -112,6 +112,18 @@ TEST(Raycaster, FilterVisibilityAndPickabilityDecideWhatIsHitNearestFirst)
     EXPECT_EQ(faces.GetTopItem().GetShapeType(), SHAPE_FILTER_FACE);
     EXPECT_EQ(Raycaster(camera, 0, kCx, kCy).HitTest(root), 0u);
     EXPECT_FALSE(all.IsPickable(PRIMITIVE_UNDEFINED));
+    {
+        // A dropped caster's hits never show in the next caster, which
+        // takes over the list's storage; a copy keeps its own hits.
+        Raycaster dropped(camera, 7, kCx, kCy);
+        ASSERT_EQ(dropped.HitTest(root), 3u);
+        const Raycaster copy = dropped;
+        EXPECT_EQ(copy.GetIntersects()[2].GetNode(), face.get());
+    }
+    const Raycaster next(camera, 7, kCx, kCy);
+    EXPECT_EQ(next.GetCount(), 0u);
+    EXPECT_TRUE(next.GetTopItem().IsNull());
+    EXPECT_EQ(all.GetCount(), 3u);
 
     group->SetPickable(false);
     EXPECT_EQ(faces.HitTest(root), 0u);

@@ -21,10 +21,13 @@ void TriangleTree::Clear()
     m_Packets.clear();
 }
 
-uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary, std::vector<LeafLane>& leaves)
+uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary, std::vector<LeafLane>& leaves,
+                                uint32_t& packets)
 {
     // Up to eight descendants of the binary node: its children, then the
     // inner one of largest surface opened in place of itself, and so on.
+    // They stay in left-to-right order, so that the leaves are met in the
+    // order of their slots and the packets fill front to back.
     uint32_t picked[kWidth];
     int n = 0;
     if (nodes[binary].IsLeaf()) {
@@ -46,8 +49,11 @@ uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary, st
         if (open < 0)
             break;
         const uint32_t first = nodes[picked[open]].first;
+        for (int k = n; k > open + 1; --k)
+            picked[k] = picked[k - 1];
         picked[open] = first;
-        picked[n++] = first + 1;
+        picked[open + 1] = first + 1;
+        ++n;
     }
 #ifdef ORV_TRIANGLE_TREE_SSE
     // The binary nodes are read once, in an order that jumps over whole
@@ -77,25 +83,15 @@ uint32_t TriangleTree::Collapse(const Bvh::NodeArray& nodes, uint32_t binary, st
         }
         node.count[k] = c.count;
         if (c.IsLeaf()) {
-            node.child[k] = kNone; // numbered once all leaves are known
-            leaves.push_back({index, uint32_t(k), c.first, c.count});
+            node.child[k] = packets;
+            packets += (c.count + kLanes - 1) / kLanes;
+            leaves.push_back({c.first, c.count});
         } else {
-            const uint32_t child = Collapse(nodes, picked[k], leaves);
+            const uint32_t child = Collapse(nodes, picked[k], leaves, packets);
             m_Nodes[index].child[k] = child;
         }
     }
     return index;
-}
-
-std::size_t TriangleTree::NumberPackets(std::vector<LeafLane>& leaves)
-{
-    std::sort(leaves.begin(), leaves.end(), [](const LeafLane& x, const LeafLane& y) { return x.first < y.first; });
-    std::size_t packets = 0;
-    for (const LeafLane& leaf : leaves) {
-        m_Nodes[leaf.node].child[leaf.lane] = uint32_t(packets);
-        packets += (std::size_t(leaf.count) + kLanes - 1) / kLanes;
-    }
-    return packets;
 }
 
 } // namespace orvcore

@@ -72,15 +72,14 @@ public:
                  bool acceptFirst) const;
 
 private:
-    /// A leaf lane of a wide node: where its packet number goes, and the
-    /// leaf's slots.
+    /// A leaf met by the collapse: its slots, whose packets come next.
     struct LeafLane {
-        uint32_t node, lane, first, count;
+        uint32_t first, count;
     };
-    uint32_t Collapse(const Bvh::NodeArray& nodes, uint32_t binary, std::vector<LeafLane>& leaves);
-    /// Numbers the leaves' packets in slot order, so that filling them reads
-    /// the slots front to back; returns the packet count.
-    std::size_t NumberPackets(std::vector<LeafLane>& leaves);
+    /// Collapses the binary subtree at `binary` into a wide node and returns
+    /// its number; numbers the packets of the leaves it meets from `packets`
+    /// on (advanced past them) and lists those leaves in `leaves`.
+    uint32_t Collapse(const Bvh::NodeArray& nodes, uint32_t binary, std::vector<LeafLane>& leaves, uint32_t& packets);
 
     LargeVector<Node, 64> m_Nodes;
     LargeVector<Packet, 64> m_Packets;
@@ -101,14 +100,15 @@ void TriangleTree::Build(const Bvh& tree, CornerFn&& corners)
     m_Nodes.reserve(nodes.size() / 2 + 1);
     std::vector<LeafLane> leaves;
     leaves.reserve(nodes.size() / 2 + 1);
-    Collapse(nodes, 0, leaves);
+    uint32_t packets = 0;
+    Collapse(nodes, 0, leaves, packets);
     // Appended rather than resized: a resize would first fill the whole
     // array with zeros, a second pass over tens of megabytes.
-    m_Packets.reserve(NumberPackets(leaves));
+    m_Packets.reserve(packets);
     const auto& primitives = tree.GetPrimitiveIndices();
     for (const LeafLane& leaf : leaves) {
         for (uint32_t base = 0; base < leaf.count; base += kLanes) {
-            Packet& p = m_Packets.emplace_back();
+            Packet p; // every member written below: no zero fill first
             for (uint32_t j = 0; j < uint32_t(kLanes); ++j) {
                 float v[9] = {0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f, 0.0f};
                 const bool used = base + j < leaf.count;
@@ -121,6 +121,7 @@ void TriangleTree::Build(const Bvh& tree, CornerFn&& corners)
                     p.e2[a][j] = v[6 + a] - v[a];
                 }
             }
+            m_Packets.push_back(p);
         }
     }
 }

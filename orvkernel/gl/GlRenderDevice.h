@@ -270,6 +270,10 @@ private:
     bool CanDraw();
     /// Sets the per-draw camera uniforms and installs the program variant.
     void PrepareDraw(uint32_t primitiveType, const glm::mat4* model, bool hasLineDistance);
+    /// The form of the current program's variant to draw with: the one
+    /// specialised for the material features now set (built on first use),
+    /// or the general form when there is none.
+    uint32_t SpecialisedForm(uint32_t variant);
     /// Model, model-view and normal matrices for a model matrix under the
     /// current camera.
     void SetModelUniforms(GlShaderProgram& program, const glm::mat4& model);

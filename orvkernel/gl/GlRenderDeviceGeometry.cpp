@@ -255,7 +255,26 @@ void GlRenderDevice::PrepareDraw(uint32_t primitiveType, const glm::mat4* model,
         m_Program->SetUniform("pointEdge", edge);
     }
     m_State.SetAlphaToCoverage(coverage);
-    m_Program->Use(variant);
+    m_Program->Use(variant, SpecialisedForm(variant));
+}
+
+uint32_t GlRenderDevice::SpecialisedForm(uint32_t which)
+{
+    const auto variant = static_cast<GlShaderProgram::EnumVariant>(which);
+    const uint32_t form = m_Program->GetSpecialisation();
+    if (form == GlShaderProgram::kGeneral)
+        return form;
+    if (!m_Program->IsBuilt(variant, form)) {
+        const GlTemplateShaders* shaders = FindGlTemplateShaders(m_Program->GetTemplateName());
+        if (!shaders)
+            return GlShaderProgram::kGeneral;
+        const std::string vertex = ExpandGlShader(shaders->vertex);
+        const std::string geometry = variant == GlShaderProgram::VARIANT_LINES ? ExpandGlShader("lines.geom") : "";
+        const std::string fragment = ExpandGlShader(shaders->fragment);
+        // A failure has logged the compiler's output; the general form draws.
+        m_Program->Build(variant, vertex, geometry, fragment, form);
+    }
+    return m_Program->IsAvailable(variant, form) ? form : GlShaderProgram::kGeneral;
 }
 
 void GlRenderDevice::DrawGeometry(BufferGeometry& geometry, const std::shared_ptr<BufferGeometry>& owner,

@@ -93,6 +93,47 @@ bool Fits(const UniformValue& value, GLenum type)
     }
 }
 
+// The feature macros of the fragment shaders and the uniforms they stand
+// for in the general form.
+struct FeatureName {
+    uint32_t bit;
+    const char* macro;
+    const char* uniform;
+};
+const FeatureName kFeatureNames[] = {{GlShaderProgram::FEATURE_VERTEX_COLORS, "ORV_VERTEX_COLORS", "useVertexColors"},
+                                     {GlShaderProgram::FEATURE_MAP, "ORV_MAP", "useMap"},
+                                     {GlShaderProgram::FEATURE_SHADOWS, "ORV_SHADOWS", "shadowMask"}};
+
+// Whether a source tests a feature macro: uses it outside the
+// preprocessor lines that define it.
+bool TestsFeature(const std::string& source, const char* macro)
+{
+    for (std::size_t at = source.find(macro); at != std::string::npos; at = source.find(macro, at + 1)) {
+        const std::size_t lineStart = source.rfind('\n', at);
+        const std::size_t first = source.find_first_not_of(" \t", lineStart == std::string::npos ? 0 : lineStart + 1);
+        if (first != std::string::npos && source[first] != '#')
+            return true;
+    }
+    return false;
+}
+
+// A fragment source with the feature macros defined as constants ahead of
+// it (after its version line, if it has one).
+std::string Specialised(const std::string& source, uint32_t form)
+{
+    std::string defines;
+    for (const FeatureName& feature : kFeatureNames)
+        defines += std::string("#define ") + feature.macro + ((form & feature.bit) ? " true\n" : " false\n");
+    const std::size_t first = source.find_first_not_of(" \t\r\n");
+    if (first != std::string::npos && source.compare(first, 8, "#version") == 0) {
+        const std::size_t end = source.find('\n', first);
+        if (end == std::string::npos)
+            return source + "\n" + defines;
+        return source.substr(0, end + 1) + defines + source.substr(end + 1);
+    }
+    return defines + source;
+}
+
 const char* const kDrawUniformNames[GlShaderProgram::DRAW_UNIFORM_COUNT] = {
     "projectionMatrix", "viewMatrix", "modelMatrix", "modelViewMatrix", "normalMatrix", "viewportSize", "useDash"};
 
@@ -122,18 +163,23 @@ GlShaderProgram::~GlShaderProgram()
 }
 
 bool GlShaderProgram::Build(EnumVariant variant, const std::string& vertex, const std::string& geometry,
-                            const std::string& fragment)
+                            const std::string& fragment, uint32_t form)
 {
-    Variant& target = m_Variants[variant];
+    Variant& target = At(variant, form);
     if (target.attempted)
         return target.program != 0;
     target.attempted = true;
+    if (form >= kGeneral) {
+        for (const FeatureName& feature : kFeatureNames)
+            if (TestsFeature(fragment, feature.macro))
+                m_Tested |= feature.bit;
+    }
 
     GLuint stages[3] = {0, 0, 0};
     stages[0] = CompileStage(m_TemplateName, GL_VERTEX_SHADER, vertex);
     if (!geometry.empty())
         stages[1] = CompileStage(m_TemplateName, GL_GEOMETRY_SHADER, geometry);
-    stages[2] = CompileStage(m_TemplateName, GL_FRAGMENT_SHADER, fragment);
+    stages[2] = CompileStage(m_TemplateName, GL_FRAGMENT_SHADER, form >= kGeneral ? fragment : Specialised(fragment, form));
     const bool compiled = stages[0] != 0 && (geometry.empty() || stages[1] != 0) && stages[2] != 0;
 
     GLuint program = 0;
@@ -274,8 +320,22 @@ void GlShaderProgram::WarnTypeMismatch(const std::string& name)
         Logger::Instance().Waring("Uniform type does not match: " + name + "!");
 }
 
+void GlShaderProgram::TrackFeature(const std::string& name, const UniformValue& value)
+{
+    for (const FeatureName& feature : kFeatureNames) {
+        if (name != feature.uniform)
+            continue;
+        const bool on = value.index() == 0 && std::get<int>(value) != 0;
+        m_Features = on ? (m_Features | feature.bit) : (m_Features & ~feature.bit);
+        return;
+    }
+}
+
 void GlShaderProgram::SetUniform(const std::string& name, const UniformValue& value)
 {
+    // The feature uniforms' names all start with 'u' or 's'.
+    if (m_Tested != 0 && (name[0] == 'u' || name[0] == 's'))
+        TrackFeature(name, value);
     bool fits = true;
     bool declared = false;
     for (Variant& variant : m_Variants) {
@@ -326,9 +386,9 @@ bool GlShaderProgram::HasUniform(const std::string& name) const
     return false;
 }
 
-void GlShaderProgram::Use(EnumVariant which)
+void GlShaderProgram::Use(EnumVariant which, uint32_t form)
 {
-    Variant& variant = m_Variants[which];
+    Variant& variant = At(which, form);
     if (variant.program == 0)
         return;
     m_State.UseProgram(variant.program);

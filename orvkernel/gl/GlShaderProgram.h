@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <string>
@@ -18,6 +19,14 @@ class GlStateCache;
 /// and triangles, one for line primitives (with the geometry shader that
 /// widens lines).
 ///
+/// Each variant comes in a general form, which reads the material features
+/// (vertex colours, texture map, shadow maps) from their uniforms, and in
+/// forms specialised for one combination of them, in which they are
+/// constants: code for a feature that is off, and the varyings and vertex
+/// attributes only it read, drop out of the shaders. The current
+/// combination follows the uniforms set (`GetSpecialisation`); a program
+/// whose sources test no feature has the general form only.
+///
 /// `SetUniform` only records the value: each variant uploads the uniforms
 /// whose value moved when it is next used for a draw (`Use`), so values set
 /// between draws (materials, lights, camera) reach whichever variant draws,
@@ -25,6 +34,11 @@ class GlStateCache;
 class GlShaderProgram : public GpuShaderProgram {
 public:
     enum EnumVariant : uint32_t { VARIANT_SURFACE = 0, VARIANT_LINES = 1, VARIANT_COUNT = 2 };
+    /// Material features, as bits of a specialisation.
+    enum EnumFeature : uint32_t { FEATURE_VERTEX_COLORS = 1, FEATURE_MAP = 2, FEATURE_SHADOWS = 4 };
+    /// The general form: features read from the uniforms.
+    static constexpr uint32_t kGeneral = 8;
+    static constexpr uint32_t kForms = kGeneral + 1;
 
     GlShaderProgram(std::string templateName, GlStateCache& state);
     ~GlShaderProgram() override;
@@ -37,13 +51,23 @@ public:
     /// line; an empty geometry source means none). Failures log the compiler
     /// or linker output and leave the variant unavailable; returns whether it
     /// linked. A variant is built once: later calls return the first result.
+    /// `form` is `kGeneral` or a combination of `EnumFeature` bits, which
+    /// the fragment shader then sees as constants. The general form of a
+    /// variant is built before its specialised ones; building it finds
+    /// which features the sources test.
     bool Build(EnumVariant variant, const std::string& vertex, const std::string& geometry,
-               const std::string& fragment);
+               const std::string& fragment, uint32_t form = kGeneral);
     /// Whether building a variant was attempted, and whether it succeeded.
-    bool IsBuilt(EnumVariant variant) const { return m_Variants[variant].attempted; }
-    bool IsAvailable(EnumVariant variant) const { return m_Variants[variant].program != 0; }
+    bool IsBuilt(EnumVariant variant, uint32_t form = kGeneral) const { return At(variant, form).attempted; }
+    bool IsAvailable(EnumVariant variant, uint32_t form = kGeneral) const { return At(variant, form).program != 0; }
     /// The GL name of a variant's program (0 when unavailable).
-    unsigned int GetProgramName(EnumVariant variant) const { return m_Variants[variant].program; }
+    unsigned int GetProgramName(EnumVariant variant, uint32_t form = kGeneral) const
+    {
+        return At(variant, form).program;
+    }
+    /// The form that fits the feature uniforms set last: the features the
+    /// sources test, or `kGeneral` when they test none.
+    uint32_t GetSpecialisation() const { return m_Tested != 0 ? m_Features & m_Tested : kGeneral; }
 
     void SetUniform(const std::string& name, const UniformValue& value) override;
     bool HasUniform(const std::string& name) const override;
@@ -65,7 +89,7 @@ public:
 
     /// Installs a variant's program (through the state cache) and uploads
     /// the uniforms whose recorded value differs from what it holds.
-    void Use(EnumVariant variant);
+    void Use(EnumVariant variant, uint32_t form = kGeneral);
 
     /// The texture unit a sampler uniform reads and its GL sampler type;
     /// false when the program declares no sampler of that name.
@@ -101,10 +125,19 @@ private:
     void WarnTypeMismatch(const std::string& name);
     void Upload(const Slot& slot);
     void ReadUniforms(Variant& variant);
+    Variant& At(EnumVariant variant, uint32_t form) { return m_Variants[variant * kForms + std::min(form, kGeneral)]; }
+    const Variant& At(EnumVariant variant, uint32_t form) const
+    {
+        return m_Variants[variant * kForms + std::min(form, kGeneral)];
+    }
+    /// Follows the feature uniforms into `m_Features`.
+    void TrackFeature(const std::string& name, const UniformValue& value);
 
     std::string m_TemplateName;
     GlStateCache& m_State;
-    std::array<Variant, VARIANT_COUNT> m_Variants;
+    std::array<Variant, VARIANT_COUNT * kForms> m_Variants;
+    uint32_t m_Features = 0; ///< the features the uniforms turn on
+    uint32_t m_Tested = 0;   ///< the features the sources test
     /// Every value set, so that a variant built later starts with them:
     /// the draw uniforms' apart, by number.
     std::unordered_map<std::string, UniformValue> m_Values;

@@ -92,6 +92,52 @@ TEST_F(GlResourceTest, RepeatedActivationSetsNothingAgain)
     EXPECT_TRUE(Near(At(32, 32), Rgba{0, 255, 0, 255}, 0));
 }
 
+TEST_F(GlResourceTest, MaterialFeaturesDrawWithProgramsMadeForThem)
+{
+    // One template, three feature sets: each draws with its own program,
+    // built on first use, and switching back and forth never shows another
+    // set's result.
+    auto plain = BasicMaterial::Create("plain");
+    auto mapped = BasicMaterial::Create("mapped");
+    const uint8_t red[] = {255, 0, 0, 255};
+    mapped->AddTexture("map", std::make_shared<ImageTexture2D>(1, 1, red));
+    auto coloured = BasicMaterial::Create("coloured");
+    coloured->SetVertexColors(true);
+    auto square = FullSquare(plain);
+    const std::vector<float> green(4 * 4, 0.0f);
+    auto colours = std::make_shared<BufferAttribute>(green.data(), green.size(), 4);
+    for (uint32_t v = 0; v < 4; ++v)
+        colours->SetVec4(v, glm::vec4(0.0f, 1.0f, 0.0f, 1.0f));
+    square->GetGeometry()->SetAttribute(ATTRIBUTE_COLOR, colours);
+
+    GlShaderProgram* program = device->GetProgram("basic");
+    ASSERT_NE(program, nullptr);
+    const struct {
+        std::shared_ptr<MaterialInstance> material;
+        uint32_t form;
+        Rgba expected;
+    } draws[] = {{plain, 0u, kWhite},
+                 {mapped, GlShaderProgram::FEATURE_MAP, Rgba{255, 0, 0, 255}},
+                 {coloured, GlShaderProgram::FEATURE_VERTEX_COLORS, Rgba{0, 255, 0, 255}},
+                 {plain, 0u, kWhite},
+                 {mapped, GlShaderProgram::FEATURE_MAP, Rgba{255, 0, 0, 255}}};
+    for (const auto& draw : draws) {
+        SCOPED_TRACE(draw.material->GetName());
+        device->ActiveMaterial(draw.material);
+        EXPECT_EQ(program->GetSpecialisation(), draw.form);
+        device->Draw(square.get(), glm::mat4(1.0f));
+        EXPECT_NE(program->GetProgramName(GlShaderProgram::VARIANT_SURFACE, draw.form), 0u);
+        Read();
+        EXPECT_TRUE(Near(At(32, 32), draw.expected, 1));
+    }
+    EXPECT_NE(program->GetProgramName(GlShaderProgram::VARIANT_SURFACE, 0u),
+              program->GetProgramName(GlShaderProgram::VARIANT_SURFACE, GlShaderProgram::FEATURE_MAP));
+    // A program whose shaders test no feature has its general form only.
+    GlShaderProgram* depth = device->GetProgram("depth");
+    ASSERT_NE(depth, nullptr);
+    EXPECT_EQ(depth->GetSpecialisation(), GlShaderProgram::kGeneral);
+}
+
 TEST_F(GlResourceTest, GcFreesWhatTheSceneNoLongerHolds)
 {
     auto material = BasicMaterial::Create("m");

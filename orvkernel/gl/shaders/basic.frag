@@ -12,9 +12,9 @@ uniform float alphaTest;
 void main()
 {
     vec4 result = vec4(color, opacity);
-    if (useVertexColors != 0)
+    if (ORV_VERTEX_COLORS)
         result *= vIn.color;
-    if (useMap != 0)
+    if (ORV_MAP)
         result *= texture(map, vIn.uv);
     if (result.a < alphaTest)
         discard;

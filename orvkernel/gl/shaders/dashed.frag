@@ -14,7 +14,7 @@ void main()
     if (useDash != 0 && gapSize > 0.0 && mod(vIn.lineDistance, dashSize + gapSize) > dashSize)
         discard;
     vec4 result = vec4(color, opacity);
-    if (useVertexColors != 0)
+    if (ORV_VERTEX_COLORS)
         result *= vIn.color;
     fragColor = vec4(ApplyState(result.rgb), result.a);
 }

@@ -57,7 +57,7 @@ float LitFraction(sampler2D map, vec3 p, float bias)
 
 float Shadow(int light, float cosine)
 {
-    if ((shadowMask & (1 << light)) == 0)
+    if (!ORV_SHADOWS || (shadowMask & (1 << light)) == 0)
         return 1.0;
     vec4 p = shadowMatrices[light] * vec4(vIn.viewPosition, 1.0);
     // More bias where the light grazes the surface (depth changes fast
@@ -86,9 +86,9 @@ void AddLight(vec3 toLight, vec3 lightColor, vec3 n, vec3 toEye, inout vec3 diff
 void main()
 {
     vec4 base = vec4(color, opacity);
-    if (useVertexColors != 0)
+    if (ORV_VERTEX_COLORS)
         base *= vIn.color;
-    if (useMap != 0)
+    if (ORV_MAP)
         base *= texture(map, vIn.uv);
     if (base.a < alphaTest)
         discard;

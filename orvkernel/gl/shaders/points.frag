@@ -28,7 +28,7 @@ void main()
             discard;
     }
     vec4 result = vec4(color, opacity);
-    if (useVertexColors != 0)
+    if (ORV_VERTEX_COLORS)
         result *= vIn.color;
     float alpha = pointEdge == 2 ? inside : result.a * inside;
     fragColor = vec4(ApplyState(result.rgb), alpha);

@@ -35,6 +35,10 @@ public:
     void Load(const Json& root);
 
 private:
+    /// Colours of faces, texts and edges that the file does not give.
+    static const glm::vec3 kDefaultColor;
+    static const glm::vec3 kDefaultTextColor;
+    static const glm::vec3 kDefaultEdgeColor;
     std::string Resolve(const std::string& file) const;
     std::vector<std::string> Names(const Json& root, const char* key);
     void Count(const SceneNode& node);

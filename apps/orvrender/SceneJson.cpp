@@ -132,6 +132,16 @@ std::string String(const Json& value, const std::string& path)
     return value.get<std::string>();
 }
 
+std::string Text(const Json& value, const std::string& path, bool nonEmpty)
+{
+    std::string text = String(value, path);
+    if (nonEmpty && text.empty())
+        Fail(path, "a text must not be empty");
+    if (text.size() > kMaxText)
+        Fail(path, "too large (at most " + std::to_string(kMaxText) + " bytes)");
+    return text;
+}
+
 int64_t Integer(const Json& value, const std::string& path, int64_t min, int64_t max)
 {
     const double number = Number(value, path);

@@ -59,6 +59,8 @@ float CheckLength(double number, const std::string& path);
 float Length(const Json& value, const std::string& path);
 bool Bool(const Json& value, const std::string& path);
 std::string String(const Json& value, const std::string& path);
+/// A string of at most kMaxText bytes; with `nonEmpty`, not "".
+std::string Text(const Json& value, const std::string& path, bool nonEmpty);
 int64_t Integer(const Json& value, const std::string& path, int64_t min, int64_t max);
 
 /// A fixed-size array of numbers, each within +-kMaxExtent.

@@ -211,11 +211,7 @@ std::shared_ptr<SceneNode> SceneLoader::BuildNode(const Json& node, const std::s
         extra = model.root->GetTransform(); // the file's own placement (and its turn to Z-up)
     } else if (type == "text") {
         const std::string textPath = Child(path, "text");
-        const std::string text = String(Require(node, "text", path), textPath);
-        if (text.empty())
-            Fail(textPath, "a text must not be empty");
-        if (text.size() > kMaxText)
-            Fail(textPath, "too large (at most " + std::to_string(kMaxText) + " bytes)");
+        const std::string text = Text(Require(node, "text", path), textPath, true);
         const float height = Length(Require(node, "height", path), Child(path, "height"));
         std::string form = "mesh";
         if (const Json* value = Find(node, "form")) {
@@ -308,12 +304,7 @@ std::vector<std::pair<const SceneNode*, std::string>> SceneLoader::ModelNames(co
 
 void SceneLoader::BuildTag(const Json& node, const std::string& path, const std::string& name)
 {
-    const std::string textPath = Child(path, "text");
-    const std::string text = String(Require(node, "text", path), textPath);
-    if (text.empty())
-        Fail(textPath, "a text must not be empty");
-    if (text.size() > kMaxText)
-        Fail(textPath, "too large (at most " + std::to_string(kMaxText) + " bytes)");
+    const std::string text = Text(Require(node, "text", path), Child(path, "text"), true);
     const Json* heightValue = Find(node, "height");
     const float height = heightValue ? Length(*heightValue, Child(path, "height")) : 18.0f;
     if (height > 1000.0f)

@@ -177,9 +177,7 @@ std::array<float, 2> MinMax(const Json& value, const std::string& path)
 void ConfigurePalette(orvcore::PaletteWidget& palette, const Json& node, const std::string& path)
 {
     if (const Json* title = Find(node, "title")) {
-        const std::string text = String(*title, Child(path, "title"));
-        if (text.size() > kMaxText)
-            Fail(Child(path, "title"), "too large (at most " + std::to_string(kMaxText) + " bytes)");
+        const std::string text = Text(*title, Child(path, "title"), false);
         palette.SetTitle(Widen(text));
     }
     const Json* ticks = Find(node, "ticks");

@@ -98,7 +98,7 @@ Ray CameraOperator::WindowPointToRay(const Camera& camera, float x, float y)
     const glm::dvec4 farClip = xy + (inverse[2] + inverse[3]);
     auto divide = [](const glm::dvec4& p) {
         const double w = p.w != 0.0 ? p.w : std::numeric_limits<double>::min();
-        return glm::vec3(glm::dvec3(p) * (1.0 / w));
+        return glm::vec3(glm::dvec3(p) / w);
     };
     const glm::vec3 nearPoint = divide(nearClip);
     const glm::vec3 farPoint = divide(farClip);

@@ -117,13 +117,19 @@ bool TestsFeature(const std::string& source, const char* macro)
     return false;
 }
 
-// A fragment source with the feature macros defined as constants ahead of
-// it (after its version line, if it has one).
+// The light count macro and the uniform it stands for in the general form.
+constexpr const char* kLightCountMacro = "ORV_LIGHT_COUNT";
+constexpr const char* kLightCountUniform = "lightCount";
+
+// A fragment source with the feature and light count macros defined as
+// constants ahead of it (after its version line, if it has one).
 std::string Specialised(const std::string& source, uint32_t form)
 {
     std::string defines;
     for (const FeatureName& feature : kFeatureNames)
         defines += std::string("#define ") + feature.macro + ((form & feature.bit) ? " true\n" : " false\n");
+    defines += std::string("#define ") + kLightCountMacro + " " +
+               std::to_string(int(form >> GlShaderProgram::kLightShift) - 1) + "\n";
     const std::size_t first = source.find_first_not_of(" \t\r\n");
     if (first != std::string::npos && source.compare(first, 8, "#version") == 0) {
         const std::size_t end = source.find('\n', first);
@@ -173,6 +179,7 @@ bool GlShaderProgram::Build(EnumVariant variant, const std::string& vertex, cons
         for (const FeatureName& feature : kFeatureNames)
             if (TestsFeature(fragment, feature.macro))
                 m_Tested |= feature.bit;
+        m_TestsLights = m_TestsLights || TestsFeature(fragment, kLightCountMacro);
     }
 
     GLuint stages[3] = {0, 0, 0};
@@ -213,6 +220,7 @@ bool GlShaderProgram::Build(EnumVariant variant, const std::string& vertex, cons
         return false;
 
     target.program = program;
+    m_Built.push_back(&target);
     ReadUniforms(target);
 
     // Samplers get distinct units in name order, the first time they are seen.
@@ -234,14 +242,12 @@ bool GlShaderProgram::Build(EnumVariant variant, const std::string& vertex, cons
     // Start from every value recorded so far (defaults, materials, lights,
     // the last draw's).
     for (const auto& entry : m_Values)
-        for (Variant& each : m_Variants)
-            if (each.program != 0)
-                Record(each, entry.first, entry.second);
+        for (Variant* each : m_Built)
+            Record(*each, entry.first, entry.second);
     for (uint32_t k = 0; k < DRAW_UNIFORM_COUNT; ++k)
         if (m_DrawValuesSet & (1u << k))
-            for (Variant& each : m_Variants)
-                if (each.program != 0)
-                    Record(each, kDrawUniformNames[k], m_DrawValues[k]);
+            for (Variant* each : m_Built)
+                Record(*each, kDrawUniformNames[k], m_DrawValues[k]);
     return true;
 }
 
@@ -322,6 +328,11 @@ void GlShaderProgram::WarnTypeMismatch(const std::string& name)
 
 void GlShaderProgram::TrackFeature(const std::string& name, const UniformValue& value)
 {
+    if (name == kLightCountUniform) {
+        if (value.index() == 0)
+            m_LightCount = std::get<int>(value);
+        return;
+    }
     for (const FeatureName& feature : kFeatureNames) {
         if (name != feature.uniform)
             continue;
@@ -333,16 +344,14 @@ void GlShaderProgram::TrackFeature(const std::string& name, const UniformValue& 
 
 void GlShaderProgram::SetUniform(const std::string& name, const UniformValue& value)
 {
-    // The feature uniforms' names all start with 'u' or 's'.
-    if (m_Tested != 0 && (name[0] == 'u' || name[0] == 's'))
+    // The feature and light uniforms' names all start with 'u', 's' or 'l'.
+    if ((m_Tested != 0 || m_TestsLights) && !name.empty() && (name[0] == 'u' || name[0] == 's' || name[0] == 'l'))
         TrackFeature(name, value);
     bool fits = true;
     bool declared = false;
-    for (Variant& variant : m_Variants) {
-        if (variant.program == 0)
-            continue;
-        declared = declared || variant.byName.count(name) != 0;
-        fits = Record(variant, name, value) && fits;
+    for (Variant* variant : m_Built) {
+        declared = declared || variant->byName.count(name) != 0;
+        fits = Record(*variant, name, value) && fits;
     }
     if (!fits) {
         WarnTypeMismatch(name);
@@ -365,10 +374,10 @@ void GlShaderProgram::SetUniform(EnumDrawUniform uniform, const UniformValue& va
     if (uniform >= DRAW_UNIFORM_COUNT)
         return;
     bool fits = true;
-    for (Variant& variant : m_Variants) {
-        const int slot = variant.drawSlots[uniform];
-        if (variant.program != 0 && slot >= 0)
-            fits = RecordSlot(variant, std::size_t(slot), value) && fits;
+    for (Variant* variant : m_Built) {
+        const int slot = variant->drawSlots[uniform];
+        if (slot >= 0)
+            fits = RecordSlot(*variant, std::size_t(slot), value) && fits;
     }
     if (!fits) {
         WarnTypeMismatch(kDrawUniformNames[uniform]);
@@ -380,8 +389,8 @@ void GlShaderProgram::SetUniform(EnumDrawUniform uniform, const UniformValue& va
 
 bool GlShaderProgram::HasUniform(const std::string& name) const
 {
-    for (const Variant& variant : m_Variants)
-        if (variant.program != 0 && variant.byName.count(name) != 0)
+    for (const Variant* variant : m_Built)
+        if (variant->byName.count(name) != 0)
             return true;
     return false;
 }

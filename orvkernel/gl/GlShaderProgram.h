@@ -20,12 +20,13 @@ class GlStateCache;
 /// widens lines).
 ///
 /// Each variant comes in a general form, which reads the material features
-/// (vertex colours, texture map, shadow maps) from their uniforms, and in
-/// forms specialised for one combination of them, in which they are
-/// constants: code for a feature that is off, and the varyings and vertex
-/// attributes only it read, drop out of the shaders. The current
-/// combination follows the uniforms set (`GetSpecialisation`); a program
-/// whose sources test no feature has the general form only.
+/// (vertex colours, texture map, shadow maps) and the number of lights from
+/// their uniforms, and in forms specialised for one combination of them, in
+/// which they are constants: code for a feature that is off, and the
+/// varyings and vertex attributes only it read, drop out of the shaders,
+/// and the light loop is unrolled to its count. The current combination
+/// follows the uniforms set (`GetSpecialisation`); a program whose sources
+/// test none of them has the general form only.
 ///
 /// `SetUniform` only records the value: each variant uploads the uniforms
 /// whose value moved when it is next used for a draw (`Use`), so values set
@@ -36,8 +37,17 @@ public:
     enum EnumVariant : uint32_t { VARIANT_SURFACE = 0, VARIANT_LINES = 1, VARIANT_COUNT = 2 };
     /// Material features, as bits of a specialisation.
     enum EnumFeature : uint32_t { FEATURE_VERTEX_COLORS = 1, FEATURE_MAP = 2, FEATURE_SHADOWS = 4 };
-    /// The general form: features read from the uniforms.
-    static constexpr uint32_t kGeneral = 8;
+    /// A form's light count sits above the feature bits: 0 for the light
+    /// from the eye (a negative "lightCount"), n + 1 for n lights (0 to 4).
+    static constexpr uint32_t kLightShift = 3;
+    static constexpr uint32_t kLightForms = 6;
+    /// The form for a feature set and a "lightCount" value.
+    static constexpr uint32_t Form(uint32_t features, int lightCount)
+    {
+        return (features & 7u) | (uint32_t(lightCount < 0 ? 0 : std::min(lightCount, 4) + 1) << kLightShift);
+    }
+    /// The general form: features and light count read from the uniforms.
+    static constexpr uint32_t kGeneral = 8 * kLightForms;
     static constexpr uint32_t kForms = kGeneral + 1;
 
     GlShaderProgram(std::string templateName, GlStateCache& state);
@@ -51,8 +61,8 @@ public:
     /// line; an empty geometry source means none). Failures log the compiler
     /// or linker output and leave the variant unavailable; returns whether it
     /// linked. A variant is built once: later calls return the first result.
-    /// `form` is `kGeneral` or a combination of `EnumFeature` bits, which
-    /// the fragment shader then sees as constants. The general form of a
+    /// `form` is `kGeneral` or one made by `Form`, whose features and light
+    /// count the fragment shader then sees as constants. The general form of a
     /// variant is built before its specialised ones; building it finds
     /// which features the sources test.
     bool Build(EnumVariant variant, const std::string& vertex, const std::string& geometry,
@@ -65,9 +75,14 @@ public:
     {
         return At(variant, form).program;
     }
-    /// The form that fits the feature uniforms set last: the features the
-    /// sources test, or `kGeneral` when they test none.
-    uint32_t GetSpecialisation() const { return m_Tested != 0 ? m_Features & m_Tested : kGeneral; }
+    /// The form that fits the feature and light uniforms set last, as far
+    /// as the sources test them, or `kGeneral` when they test none.
+    uint32_t GetSpecialisation() const
+    {
+        if (m_Tested == 0 && !m_TestsLights)
+            return kGeneral;
+        return Form(m_Features & m_Tested, m_TestsLights ? m_LightCount : -1);
+    }
 
     void SetUniform(const std::string& name, const UniformValue& value) override;
     bool HasUniform(const std::string& name) const override;
@@ -138,6 +153,10 @@ private:
     std::array<Variant, VARIANT_COUNT * kForms> m_Variants;
     uint32_t m_Features = 0; ///< the features the uniforms turn on
     uint32_t m_Tested = 0;   ///< the features the sources test
+    int m_LightCount = -1;   ///< "lightCount" set last
+    bool m_TestsLights = false;
+    /// The variants built, in the order they were.
+    std::vector<Variant*> m_Built;
     /// Every value set, so that a variant built later starts with them:
     /// the draw uniforms' apart, by number.
     std::unordered_map<std::string, UniformValue> m_Values;

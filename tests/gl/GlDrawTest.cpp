@@ -3,6 +3,7 @@
 #include <glm/gtc/matrix_transform.hpp>
 
 #include <orvkernel/camera/Camera.h>
+#include <orvkernel/gl/GlShaderProgram.h>
 #include <orvkernel/geometry/GeometryBuilder.h>
 #include <orvkernel/light/LightManager.h>
 #include <orvkernel/material/BasicMaterial.h>
@@ -158,6 +159,36 @@ TEST_F(GlDrawTest, PhongShadesFacesByTheirNormals)
     Read();
     EXPECT_GT(at(glm::vec3(0.0f, 0.0f, 0.5f)).r, 230) << at(glm::vec3(0.0f, 0.0f, 0.5f));
     EXPECT_TRUE(Near(at(glm::vec3(0.0f, -0.5f, 0.0f)), Rgba{51, 51, 51, 255}, 3)) << at(glm::vec3(0, -0.5f, 0));
+    const Rgba unlitRight = at(glm::vec3(0.5f, 0.0f, 0.0f));
+
+    // Each light count draws with a program unrolled for it; a second light
+    // from +x lights the right side, and removing it restores the first
+    // image exactly.
+    GlShaderProgram* program = device->GetProgram("phong");
+    ASSERT_NE(program, nullptr);
+    EXPECT_EQ(program->GetSpecialisation(), GlShaderProgram::Form(0, 1));
+    auto east = std::make_shared<DirectionalLight>();
+    east->SetDirection(glm::vec3(-1.0f, 0.0f, 0.0f));
+    east->SetFollowCamera(false);
+    for (int lit = 2; lit >= 1; --lit) {
+        SCOPED_TRACE(lit);
+        if (lit == 2)
+            lights.AddLight(east);
+        else
+            lights.RemoveLight(east);
+        lights.UpdateUniformBlock(device.get(), camera);
+        ClearBlack();
+        ASSERT_NE(lights.ActiveMaterial(device.get(), box->GetMaterial().get()), nullptr);
+        device->Draw(box.get(), glm::mat4(1.0f));
+        EXPECT_EQ(program->GetSpecialisation(), GlShaderProgram::Form(0, lit));
+        EXPECT_NE(program->GetProgramName(GlShaderProgram::VARIANT_SURFACE, GlShaderProgram::Form(0, lit)), 0u);
+        Read();
+        EXPECT_GT(at(glm::vec3(0.0f, 0.0f, 0.5f)).r, 230);
+        if (lit == 2)
+            EXPECT_GT(at(glm::vec3(0.5f, 0.0f, 0.0f)).r, 230) << at(glm::vec3(0.5f, 0.0f, 0.0f));
+        else
+            EXPECT_TRUE(Near(at(glm::vec3(0.5f, 0.0f, 0.0f)), unlitRight, 0)) << at(glm::vec3(0.5f, 0.0f, 0.0f));
+    }
 }
 
 // Round points of their size are drawn by the multisample and view layer

@@ -105,10 +105,14 @@ void main()
 
     vec3 diffuse = vec3(0.0);
     vec3 specular = vec3(0.0);
-    if (lightCount < 0) {
-        AddLight(toEye, vec3(0.65), n, toEye, diffuse, specular);
+    if (ORV_LIGHT_COUNT < 0) {
+        // The light from the eye: its halfway vector is the eye direction.
+        float lambert = max(dot(n, toEye), 0.0);
+        diffuse = vec3(0.65 * lambert);
+        if (lambert > 0.0)
+            specular = vec3(0.65 * kSpecularStrength) * pow(lambert, max(shininess, 1.0));
     } else {
-        for (int i = 0; i < min(lightCount, 4); ++i) {
+        for (int i = 0; i < min(ORV_LIGHT_COUNT, 4); ++i) {
             vec3 toLight = -(mat3(viewMatrix) * lightDirections[i]);
             float l2 = dot(toLight, toLight);
             if (l2 > 1e-12) {

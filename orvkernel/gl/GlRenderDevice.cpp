@@ -31,6 +31,13 @@ GlRenderDevice::GlRenderDevice(unsigned int defaultFramebuffer, unsigned int wid
     GLint maxSamples = 0;
     glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
     m_MaxSamples = unsigned(std::max(maxSamples, 1));
+    if (options.FlushInPieces < 0) {
+        const auto* renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
+        const std::string name = renderer ? renderer : "";
+        m_FlushInPieces = name.find("llvmpipe") != std::string::npos || name.find("softpipe") != std::string::npos;
+    } else {
+        m_FlushInPieces = options.FlushInPieces > 0;
+    }
     // Fixed state of every draw: nearer-or-equal depth (so that a pass may
     // draw the same geometry again, and the background at the far plane
     // survives a cleared depth buffer), point sizes from the shaders, tight
@@ -149,6 +156,7 @@ GlRenderDevice::TargetEntry* GlRenderDevice::BindCurrentFramebuffer()
             m_State.BindFramebuffer(entry->framebuffer);
             m_State.Viewport(0, 0, GLsizei(entry->width), GLsizei(entry->height));
             m_CurrentSamples = entry->samples;
+            UpdatePieceSize(entry->width, entry->height);
             return entry;
         }
     }
@@ -161,6 +169,7 @@ GlRenderDevice::TargetEntry* GlRenderDevice::BindCurrentFramebuffer()
         m_DefaultSamples = unsigned(std::max(samples, 1));
     }
     m_CurrentSamples = m_DefaultSamples;
+    UpdatePieceSize(m_Width, m_Height);
     return nullptr;
 }
 
@@ -438,7 +447,22 @@ void GlRenderDevice::SetPolygonOffset(bool on, float factor, float units)
 
 // --- clean-up and read-back ---
 
-void GlRenderDevice::Finish() { glFinish(); }
+void GlRenderDevice::Finish()
+{
+    glFinish();
+    m_QueuedElements = 0;
+}
+
+void GlRenderDevice::UpdatePieceSize(unsigned int width, unsigned int height)
+{
+    // Multisampled framebuffers are not drawn in pieces: on llvmpipe each
+    // extra flush of one costs more than the overlap gains.
+    if (!m_FlushInPieces || m_CurrentSamples > 1) {
+        m_PieceElements = 0;
+        return;
+    }
+    m_PieceElements = std::max<std::size_t>(4096, std::size_t(width) * height / 64);
+}
 
 void GlRenderDevice::Gc()
 {

@@ -29,6 +29,16 @@ struct GlRenderDeviceOptions {
     /// 1 single-sampled. Counts above the driver's GL_MAX_SAMPLES are cut to
     /// it (with a warning).
     unsigned int TargetSamples = 4;
+    /// Large draws into single-sampled framebuffers handed to the driver in
+    /// pieces, with a flush after each: a software rasteriser (Mesa's
+    /// llvmpipe) starts its raster threads only at a flush, so pieces let
+    /// them work while the next piece is set up, on data still in the
+    /// caches. -1 (the default): on when the context's renderer is
+    /// llvmpipe or softpipe; 0 never; 1 always. A piece is about one
+    /// element (index or vertex, times instances) per 64 pixels of the
+    /// framebuffer, at least 4,096: a flush costs the driver time in
+    /// proportion to the framebuffer's tiles.
+    int FlushInPieces = -1;
 };
 
 /// The render device on the OpenGL 3.3 core context current on the calling
@@ -255,6 +265,15 @@ private:
     /// Whether the current program and material can draw a primitive type
     /// instanced.
     bool CanDrawInstanced(uint32_t primitiveType) const;
+    /// Issues one draw call, or several of at most a piece each (see
+    /// `GlRenderDeviceOptions::FlushInPieces`), flushing whenever what was
+    /// queued since the last flush would pass a piece. `indexType` 0 draws
+    /// arrays; `start` is an element (first index or vertex).
+    void IssueDraw(uint32_t type, unsigned int indexType, std::size_t start, std::size_t count,
+                   const InstanceRun* instances);
+    /// Sets the piece size for a framebuffer of this size and the current
+    /// sample count.
+    void UpdatePieceSize(unsigned int width, unsigned int height);
     /// Writes a run's instance matrices into the instance buffer; false
     /// (warned) when the buffer cannot be written.
     bool UploadInstances(const glm::mat4* transforms, uint32_t count, std::size_t& offset);
@@ -315,6 +334,11 @@ private:
     /// framebuffer bound now.
     unsigned int m_DefaultSamples = 0;
     unsigned int m_CurrentSamples = 1;
+    /// Elements per piece of a draw into the current framebuffer (0: whole
+    /// draws), and those queued since the last flush.
+    std::size_t m_PieceElements = 0;
+    std::size_t m_QueuedElements = 0;
+    bool m_FlushInPieces = false;
     unsigned int m_Width;
     unsigned int m_Height;
     std::shared_ptr<Camera> m_Camera;
@@ -361,6 +385,8 @@ private:
     // Per-instance model-view (mat4) and normal (mat3) matrices of the runs
     // drawn instanced: written at rising offsets, orphaned when full (a
     // buffer a queued draw still reads is never overwritten), grown only.
+    static constexpr std::size_t kInstanceFloats = 16 + 9;
+    static constexpr std::size_t kInstanceBytes = kInstanceFloats * sizeof(float);
     unsigned int m_InstanceBuffer = 0;
     std::size_t m_InstanceCapacity = 0;
     std::size_t m_InstanceOffset = 0;

@@ -333,23 +333,71 @@ void GlRenderDevice::DrawGeometry(BufferGeometry& geometry, const std::shared_pt
     m_State.BindVertexArray(entry.vertexArray);
     if (instances)
         BindInstanceAttributes(instances->offset, true);
-    if (indexed) {
-        const bool wide = geometry.GetIndex()->GetDataType() == DATA_TYPE_UNSIGNED_INT;
-        const std::size_t offset = std::size_t(start) * (wide ? 4u : 2u);
-        const GLenum indexType = wide ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT;
-        if (instances)
-            glDrawElementsInstanced(GLenum(type), GLsizei(drawn), indexType, reinterpret_cast<const void*>(offset),
-                                    GLsizei(instances->count));
-        else
-            glDrawElements(GLenum(type), GLsizei(drawn), indexType, reinterpret_cast<const void*>(offset));
-    } else if (instances) {
-        glDrawArraysInstanced(GLenum(type), GLint(start), GLsizei(drawn), GLsizei(instances->count));
-    } else {
-        glDrawArrays(GLenum(type), GLint(start), GLsizei(drawn));
-    }
+    unsigned int indexType = 0;
+    if (indexed)
+        indexType = geometry.GetIndex()->GetDataType() == DATA_TYPE_UNSIGNED_INT ? GL_UNSIGNED_INT : GL_UNSIGNED_SHORT;
+    IssueDraw(type, indexType, start, drawn, instances);
     if (instances)
         BindInstanceAttributes(0, false);
     ++m_DrawCount;
+}
+
+void GlRenderDevice::IssueDraw(uint32_t type, unsigned int indexType, std::size_t start, std::size_t count,
+                               const InstanceRun* instances)
+{
+    const uint32_t instanceCount = instances ? instances->count : 1;
+    const std::size_t piece = m_PieceElements;
+    // Elements of one primitive: a piece ends on a primitive's boundary.
+    // Strips, loops and fans are never cut.
+    std::size_t unit = 0;
+    if (type == PRIMITIVE_TRIANGLES)
+        unit = 3;
+    else if (type == PRIMITIVE_LINES)
+        unit = 2;
+    else if (type == PRIMITIVE_POINTS)
+        unit = 1;
+    // Instances per call and elements per call (a whole run or draw when
+    // pieces are off or it fits in one).
+    uint32_t perCall = instanceCount;
+    std::size_t elementsPerCall = count;
+    if (piece != 0 && count * instanceCount > piece) {
+        if (count < piece) {
+            perCall = uint32_t(piece / count);
+        } else {
+            perCall = 1;
+            if (unit != 0)
+                elementsPerCall = std::max(unit, piece / unit * unit);
+        }
+    }
+    const std::size_t indexBytes = indexType == GL_UNSIGNED_INT ? 4 : 2;
+    for (uint32_t firstInstance = 0; firstInstance < instanceCount; firstInstance += perCall) {
+        const uint32_t calls = std::min(perCall, instanceCount - firstInstance);
+        for (std::size_t first = 0; first < count; first += elementsPerCall) {
+            const std::size_t elements = std::min(elementsPerCall, count - first);
+            const std::size_t queued = elements * calls;
+            if (piece != 0 && m_QueuedElements != 0 && m_QueuedElements + queued > piece) {
+                glFlush();
+                m_QueuedElements = 0;
+            }
+            m_QueuedElements += queued;
+            const std::size_t at = start + first;
+            if (instances) {
+                // The caller bound the run's first instance.
+                if (firstInstance != 0 && first == 0)
+                    BindInstanceAttributes(instances->offset + firstInstance * kInstanceBytes, true);
+                if (indexType != 0)
+                    glDrawElementsInstanced(GLenum(type), GLsizei(elements), GLenum(indexType),
+                                            reinterpret_cast<const void*>(at * indexBytes), GLsizei(calls));
+                else
+                    glDrawArraysInstanced(GLenum(type), GLint(at), GLsizei(elements), GLsizei(calls));
+            } else if (indexType != 0) {
+                glDrawElements(GLenum(type), GLsizei(elements), GLenum(indexType),
+                               reinterpret_cast<const void*>(at * indexBytes));
+            } else {
+                glDrawArrays(GLenum(type), GLint(at), GLsizei(elements));
+            }
+        }
+    }
 }
 
 void GlRenderDevice::Draw(PrimitiveShape* primitive, const glm::mat4& transform)

@@ -23,8 +23,6 @@ namespace {
 
 constexpr GLuint kModelViewLocation = 8;
 constexpr GLuint kNormalLocation = 12;
-constexpr std::size_t kInstanceFloats = 16 + 9;
-constexpr std::size_t kInstanceBytes = kInstanceFloats * sizeof(float);
 /// The first instance buffer; it grows (doubling) for larger runs.
 constexpr std::size_t kMinInstanceCapacity = std::size_t(256) * 1024;
 

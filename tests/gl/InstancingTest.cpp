@@ -49,3 +49,45 @@ TEST_F(InstancingTest, BadRunsWarnAndGoodRunsAreOneCall)
     EXPECT_TRUE(orvtest::Near(At(48, 16), white)) << At(48, 16);
     EXPECT_TRUE(orvtest::Near(At(16, 48), black)) << At(16, 48);
 }
+
+TEST_F(InstancingTest, DrawsCutIntoPiecesCoverWhatWholeDrawsCover)
+{
+    // A device that always cuts: at 64 x 64 pixels a piece is 4,096
+    // elements. A run of 4,096 one-pixel quads (6 indices each) becomes
+    // seven calls, each reading its own instances; a plane of 8,192
+    // triangles becomes seven index ranges. Either goes wrong as a black
+    // band where a piece drew the wrong instances or indices.
+    GlRenderDeviceOptions options;
+    options.FlushInPieces = 1;
+    device = std::make_unique<GlRenderDevice>(context->GetFramebuffer(), kSize, kSize, options);
+    auto material = BasicMaterial::Create("pieces.white");
+    material->SetColor(glm::vec3(1.0f));
+    const float pixel = 2.0f / float(kSize);
+    auto quad = std::make_shared<PrimitiveShape>(GeometryBuilder::CreatePlane(pixel, pixel, 1, 1), material);
+    std::vector<glm::mat4> transforms;
+    for (unsigned int y = 0; y < kSize; ++y)
+        for (unsigned int x = 0; x < kSize; ++x)
+            transforms.push_back(glm::translate(
+                glm::mat4(1.0f), glm::vec3(-1.0f + (float(x) + 0.5f) * pixel, -1.0f + (float(y) + 0.5f) * pixel, 0.0f)));
+    auto plane = std::make_shared<PrimitiveShape>(GeometryBuilder::CreatePlane(2.0f, 2.0f, 64, 64), material);
+    const auto allWhite = [&] {
+        Read();
+        for (unsigned int y = 0; y < kSize; ++y)
+            for (unsigned int x = 0; x < kSize; ++x)
+                if (!orvtest::Near(At(x, y), Rgba{255, 255, 255, 255}, 0))
+                    return testing::AssertionFailure() << "pixel " << x << "," << y << " is " << At(x, y);
+        return testing::AssertionSuccess();
+    };
+
+    ClearBlack();
+    ASSERT_NE(device->ActiveMaterial(material), nullptr);
+    const uint64_t before = device->GetDrawCount();
+    device->DrawInstanced(quad.get(), transforms.data(), uint32_t(transforms.size()));
+    EXPECT_EQ(device->GetDrawCount(), before + 1);
+    EXPECT_TRUE(allWhite());
+
+    ClearBlack();
+    ASSERT_NE(device->ActiveMaterial(material), nullptr);
+    device->Draw(plane.get(), glm::mat4(1.0f));
+    EXPECT_TRUE(allWhite());
+}

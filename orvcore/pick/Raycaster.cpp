@@ -23,9 +23,16 @@ namespace {
 // for the next caster (empty, with its capacity). Lists that grew large,
 // after a pick through a dense assembly, are freed instead.
 constexpr std::size_t kKeptCapacity = 256;
+// Initial-exec: the library is linked, not opened at run time, so its
+// thread-local data sits at a fixed offset from the thread pointer and is
+// reached without a call into the dynamic linker.
 std::vector<PickedItem>& SpareItems()
 {
+#if defined(__GNUC__) && defined(__ELF__)
+    static thread_local std::vector<PickedItem> spare __attribute__((tls_model("initial-exec")));
+#else
     thread_local std::vector<PickedItem> spare;
+#endif
     return spare;
 }
 

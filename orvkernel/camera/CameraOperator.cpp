@@ -40,7 +40,7 @@ glm::vec3 ViewportToWorld(const Camera& camera, const glm::dmat4& inverse, const
                          viewport.y / double(camera.GetHeight()) * 2.0 - 1.0, viewport.z * 2.0 - 1.0, 1.0);
     const glm::dvec4 world = inverse * ndc;
     const double w = world.w != 0.0 ? world.w : std::numeric_limits<double>::min();
-    return glm::vec3(glm::dvec3(world) / w);
+    return glm::vec3(glm::dvec3(world) * (1.0 / w));
 }
 
 glm::vec3 ViewportToWorld(const Camera& camera, const glm::dvec3& viewport)
@@ -89,8 +89,9 @@ Ray CameraOperator::WindowPointToRay(const Camera& camera, float x, float y)
     const glm::dmat4& inverse = InverseViewProjection(camera);
     const double vy = double(camera.GetHeight()) - double(y);
     // The near (depth -1) and far (depth +1) points share the x and y terms
-    // of the product; summed in the order of a full matrix product, so that
-    // each point is what unprojecting it alone gives.
+    // of the product; summed in the order of a full matrix product, and
+    // scaled by 1 / w as there, so that each point is what unprojecting it
+    // alone gives.
     const double nx = double(x) / double(camera.GetWidth()) * 2.0 - 1.0;
     const double ny = vy / double(camera.GetHeight()) * 2.0 - 1.0;
     const glm::dvec4 xy = inverse[0] * nx + inverse[1] * ny;
@@ -98,7 +99,7 @@ Ray CameraOperator::WindowPointToRay(const Camera& camera, float x, float y)
     const glm::dvec4 farClip = xy + (inverse[2] + inverse[3]);
     auto divide = [](const glm::dvec4& p) {
         const double w = p.w != 0.0 ? p.w : std::numeric_limits<double>::min();
-        return glm::vec3(glm::dvec3(p) / w);
+        return glm::vec3(glm::dvec3(p) * (1.0 / w));
     };
     const glm::vec3 nearPoint = divide(nearClip);
     const glm::vec3 farPoint = divide(farClip);

@@ -461,7 +461,7 @@ void GlRenderDevice::UpdatePieceSize(unsigned int width, unsigned int height)
         m_PieceElements = 0;
         return;
     }
-    m_PieceElements = std::max<std::size_t>(4096, std::size_t(width) * height / 64);
+    m_PieceElements = std::max<std::size_t>(16384, std::size_t(width) * height / 64);
 }
 
 void GlRenderDevice::Gc()

@@ -36,7 +36,7 @@ struct GlRenderDeviceOptions {
     /// caches. -1 (the default): on when the context's renderer is
     /// llvmpipe or softpipe; 0 never; 1 always. A piece is about one
     /// element (index or vertex, times instances) per 64 pixels of the
-    /// framebuffer, at least 4,096: a flush costs the driver time in
+    /// framebuffer, at least 16,384: a flush costs the driver time in
     /// proportion to the framebuffer's tiles.
     int FlushInPieces = -1;
 };

@@ -52,11 +52,11 @@ TEST_F(InstancingTest, BadRunsWarnAndGoodRunsAreOneCall)
 
 TEST_F(InstancingTest, DrawsCutIntoPiecesCoverWhatWholeDrawsCover)
 {
-    // A device that always cuts: at 64 x 64 pixels a piece is 4,096
-    // elements. A run of 4,096 one-pixel quads (6 indices each) becomes
-    // seven calls, each reading its own instances; a plane of 8,192
-    // triangles becomes seven index ranges. Either goes wrong as a black
-    // band where a piece drew the wrong instances or indices.
+    // A device that always cuts: at 64 x 64 pixels a piece is the least,
+    // 16,384 elements. A run of 4,096 one-pixel quads (6 indices each)
+    // becomes two calls, the second reading its own instances; a plane of
+    // 8,192 triangles becomes two index ranges. Either goes wrong as a
+    // black band where a piece drew the wrong instances or indices.
     GlRenderDeviceOptions options;
     options.FlushInPieces = 1;
     device = std::make_unique<GlRenderDevice>(context->GetFramebuffer(), kSize, kSize, options);

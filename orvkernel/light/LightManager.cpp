@@ -48,6 +48,19 @@ const LightUniformNames& UniformNames()
     static const LightUniformNames names;
     return names;
 }
+
+// The view matrix maps world to view space; its rotation block is
+// orthonormal, so the inverse is the transpose.
+glm::mat3 ViewToWorld(const Camera& camera) { return glm::transpose(glm::mat3(camera.GetViewMatrix())); }
+
+// A light's direction in world space: one that follows the camera is given
+// in view space.
+glm::vec3 WorldDirection(const DirectionalLight& light, const glm::mat3& viewToWorld)
+{
+    const glm::vec3& direction = light.GetDirection();
+    return light.GetFollowCamera() ? glm::normalize(viewToWorld * direction) : direction;
+}
+
 } // namespace
 
 LightManager::LightManager() = default;
@@ -75,15 +88,11 @@ bool LightManager::RemoveLight(const std::shared_ptr<DirectionalLight>& light)
 
 std::vector<glm::vec3> LightManager::GetWorldDirections(const Camera& camera) const
 {
-    // The view matrix maps world to view space; its rotation block is
-    // orthonormal, so the inverse is the transpose.
-    const glm::mat3 viewToWorld = glm::transpose(glm::mat3(camera.GetViewMatrix()));
+    const glm::mat3 viewToWorld = ViewToWorld(camera);
     std::vector<glm::vec3> directions;
     directions.reserve(m_Lights.size());
-    for (const auto& light : m_Lights) {
-        const glm::vec3& direction = light->GetDirection();
-        directions.push_back(light->GetFollowCamera() ? glm::normalize(viewToWorld * direction) : direction);
-    }
+    for (const auto& light : m_Lights)
+        directions.push_back(WorldDirection(*light, viewToWorld));
     return directions;
 }
 
@@ -96,13 +105,17 @@ void LightManager::CreateUniformBlock(RenderDevice* device)
     m_UniformBlockCreated = true;
 }
 
-void LightManager::CacheLightData(const std::vector<glm::vec3>& directions)
+void LightManager::CacheLightData(const Camera* camera)
 {
     const std::size_t count = std::min(m_Lights.size(), kMaxLights);
-    m_LightDirections.assign(directions.begin(), directions.begin() + std::ptrdiff_t(count));
+    const glm::mat3 viewToWorld = camera ? ViewToWorld(*camera) : glm::mat3(1.0f);
+    m_LightDirections.resize(count);
     m_LightColors.resize(count);
-    for (std::size_t i = 0; i < count; ++i)
-        m_LightColors[i] = m_Lights[i]->GetColor() * m_Lights[i]->GetIntensity();
+    for (std::size_t i = 0; i < count; ++i) {
+        const DirectionalLight& light = *m_Lights[i];
+        m_LightDirections[i] = camera ? WorldDirection(light, viewToWorld) : light.GetDirection();
+        m_LightColors[i] = light.GetColor() * light.GetIntensity();
+    }
     m_LightAmbient = m_Ambient;
     m_HasLightData = true;
 }
@@ -117,7 +130,7 @@ void LightManager::UpdateUniformBlock(RenderDevice* device, const std::shared_pt
         Logger::Instance().Waring("Camera is null!");
         return;
     }
-    CacheLightData(GetWorldDirections(*camera));
+    CacheLightData(camera.get());
 }
 
 GpuShaderProgram* LightManager::ActiveMaterial(RenderDevice* device, MaterialInstance* material)
@@ -132,11 +145,7 @@ GpuShaderProgram* LightManager::ActiveMaterial(RenderDevice* device, MaterialIns
 
     if (!m_HasLightData) {
         // No camera seen yet: the directions are used as they are.
-        std::vector<glm::vec3> directions;
-        directions.reserve(m_Lights.size());
-        for (const auto& light : m_Lights)
-            directions.push_back(light->GetDirection());
-        CacheLightData(directions);
+        CacheLightData(nullptr);
     }
     const LightUniformNames& names = UniformNames();
     program->SetUniform("lightCount", int(m_LightDirections.size()));

@@ -82,8 +82,10 @@ public:
     static constexpr uint32_t kShadowMapUnit = 8;
 
 private:
-    /// Fills the per-light arrays that `ActiveMaterial` uploads.
-    void CacheLightData(const std::vector<glm::vec3>& directions);
+    /// Fills the per-light arrays that `ActiveMaterial` uploads, in place
+    /// (no allocation once they have grown): directions in world space
+    /// with the camera, or as they are without one.
+    void CacheLightData(const Camera* camera);
     /// Binds the shadow maps and sets the shadow uniforms on a lit program.
     void ApplyShadows(RenderDevice* device, GpuShaderProgram* program);
 

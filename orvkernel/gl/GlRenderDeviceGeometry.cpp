@@ -375,11 +375,13 @@ void GlRenderDevice::IssueDraw(uint32_t type, unsigned int indexType, std::size_
         for (std::size_t first = 0; first < count; first += elementsPerCall) {
             const std::size_t elements = std::min(elementsPerCall, count - first);
             const std::size_t queued = elements * calls;
-            if (piece != 0 && m_QueuedElements != 0 && m_QueuedElements + queued > piece) {
-                glFlush();
-                m_QueuedElements = 0;
+            if (piece != 0) {
+                if (m_QueuedElements != 0 && m_QueuedElements + queued > piece) {
+                    glFlush();
+                    m_QueuedElements = 0;
+                }
+                m_QueuedElements += queued;
             }
-            m_QueuedElements += queued;
             const std::size_t at = start + first;
             if (instances) {
                 // The caller bound the run's first instance.

@@ -453,16 +453,6 @@ void GlRenderDevice::Finish()
     m_QueuedElements = 0;
 }
 
-void GlRenderDevice::UpdatePieceSize(unsigned int width, unsigned int height)
-{
-    // Multisampled framebuffers are not drawn in pieces: on llvmpipe each
-    // extra flush of one costs more than the overlap gains.
-    if (!m_FlushInPieces || m_CurrentSamples > 1) {
-        m_PieceElements = 0;
-        return;
-    }
-    m_PieceElements = std::max<std::size_t>(16384, std::size_t(width) * height / 64);
-}
 
 void GlRenderDevice::Gc()
 {

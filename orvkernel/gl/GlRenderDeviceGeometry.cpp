@@ -342,6 +342,17 @@ void GlRenderDevice::DrawGeometry(BufferGeometry& geometry, const std::shared_pt
     ++m_DrawCount;
 }
 
+void GlRenderDevice::UpdatePieceSize(unsigned int width, unsigned int height)
+{
+    // Multisampled framebuffers are not drawn in pieces: on llvmpipe each
+    // extra flush of one costs more than the overlap gains.
+    if (!m_FlushInPieces || m_CurrentSamples > 1) {
+        m_PieceElements = 0;
+        return;
+    }
+    m_PieceElements = std::max<std::size_t>(16384, std::size_t(width) * height / 64);
+}
+
 void GlRenderDevice::IssueDraw(uint32_t type, unsigned int indexType, std::size_t start, std::size_t count,
                                const InstanceRun* instances)
 {

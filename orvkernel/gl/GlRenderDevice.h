@@ -34,7 +34,8 @@ struct GlRenderDeviceOptions {
     /// llvmpipe) starts its raster threads only at a flush, so pieces let
     /// them work while the next piece is set up, on data still in the
     /// caches. -1 (the default): on when the context's renderer is
-    /// llvmpipe or softpipe; 0 never; 1 always. A piece is about one
+    /// llvmpipe with raster threads (more than one processor, and
+    /// LP_NUM_THREADS not 0); 0 never; 1 always. A piece is about one
     /// element (index or vertex, times instances) per 64 pixels of the
     /// framebuffer, at least 16,384: a flush costs the driver time in
     /// proportion to the framebuffer's tiles.

@@ -8,9 +8,7 @@
 #include <orvkernel/texture/ImageTextureCube.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
-#include <thread>
 #include <vector>
 
 #include <epoxy/gl.h>
@@ -33,18 +31,7 @@ GlRenderDevice::GlRenderDevice(unsigned int defaultFramebuffer, unsigned int wid
     GLint maxSamples = 0;
     glGetIntegerv(GL_MAX_SAMPLES, &maxSamples);
     m_MaxSamples = unsigned(std::max(maxSamples, 1));
-    if (options.FlushInPieces < 0) {
-        // Pieces pay only where rasterising runs on threads of its own:
-        // llvmpipe on more than one processor, unless told to use none.
-        const auto* renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
-        const std::string name = renderer ? renderer : "";
-        const char* threads = std::getenv("LP_NUM_THREADS");
-        const bool noThreads = threads && *threads && std::strtol(threads, nullptr, 10) == 0;
-        m_FlushInPieces = name.find("llvmpipe") != std::string::npos && std::thread::hardware_concurrency() > 1 &&
-                          !noThreads;
-    } else {
-        m_FlushInPieces = options.FlushInPieces > 0;
-    }
+    m_FlushInPieces = options.FlushInPieces < 0 ? PiecesPayOff() : options.FlushInPieces > 0;
     // Fixed state of every draw: nearer-or-equal depth (so that a pass may
     // draw the same geometry again, and the background at the far plane
     // survives a cleared depth buffer), point sizes from the shaders, tight

@@ -272,6 +272,9 @@ private:
     /// arrays; `start` is an element (first index or vertex).
     void IssueDraw(uint32_t type, unsigned int indexType, std::size_t start, std::size_t count,
                    const InstanceRun* instances);
+    /// Whether the context's renderer gains from draws in pieces (the
+    /// default of `GlRenderDeviceOptions::FlushInPieces`).
+    static bool PiecesPayOff();
     /// Sets the piece size for a framebuffer of this size and the current
     /// sample count.
     void UpdatePieceSize(unsigned int width, unsigned int height);

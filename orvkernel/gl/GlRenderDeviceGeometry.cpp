@@ -9,7 +9,10 @@
 #include <orvkernel/shape/PrimitiveShape.h>
 
 #include <algorithm>
+#include <cstdlib>
 #include <cstring>
+#include <string>
+#include <thread>
 
 #include <epoxy/gl.h>
 
@@ -340,6 +343,17 @@ void GlRenderDevice::DrawGeometry(BufferGeometry& geometry, const std::shared_pt
     if (instances)
         BindInstanceAttributes(0, false);
     ++m_DrawCount;
+}
+
+bool GlRenderDevice::PiecesPayOff()
+{
+    // Pieces pay only where rasterising runs on threads of its own:
+    // llvmpipe on more than one processor, unless told to use none.
+    const auto* renderer = reinterpret_cast<const char*>(glGetString(GL_RENDERER));
+    const std::string name = renderer ? renderer : "";
+    const char* threads = std::getenv("LP_NUM_THREADS");
+    const bool noThreads = threads && *threads && std::strtol(threads, nullptr, 10) == 0;
+    return name.find("llvmpipe") != std::string::npos && std::thread::hardware_concurrency() > 1 && !noThreads;
 }
 
 void GlRenderDevice::UpdatePieceSize(unsigned int width, unsigned int height)

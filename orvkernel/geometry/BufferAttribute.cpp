@@ -86,8 +86,6 @@ BufferAttribute::BufferAttribute(std::shared_ptr<ByteStore> store, EnumDataType 
     m_Normalized = normalized;
 }
 
-const uint8_t* BufferAttribute::GetData() const { return m_Store ? m_Store->data() + m_ByteOffset : nullptr; }
-uint8_t* BufferAttribute::GetData() { return m_Store ? m_Store->data() + m_ByteOffset : nullptr; }
 
 Float32Array BufferAttribute::GetFloatArray()
 {

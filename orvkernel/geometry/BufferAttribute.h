@@ -67,8 +67,8 @@ public:
     uint32_t GetByteOffset() const { return m_ByteOffset; }
     const std::shared_ptr<ByteStore>& GetStore() const { return m_Store; }
     /// First byte of item 0; null for an empty attribute.
-    const uint8_t* GetData() const;
-    uint8_t* GetData();
+    const uint8_t* GetData() const { return m_Store ? m_Store->data() + m_ByteOffset : nullptr; }
+    uint8_t* GetData() { return m_Store ? m_Store->data() + m_ByteOffset : nullptr; }
 
     /// A float view over the components of a tightly packed float attribute
     /// (count x itemSize floats); empty, with a warning, for any other layout.

@@ -21,11 +21,6 @@ PrimitiveShape::PrimitiveShape(const std::shared_ptr<BufferGeometry>& geometry,
 
 PrimitiveShape::~PrimitiveShape() = default;
 
-uint32_t PrimitiveShape::GetPrimitiveType() const
-{
-    return m_Geometry ? static_cast<uint32_t>(m_Geometry->GetPrimitiveType()) : uint32_t(PRIMITIVE_UNDEFINED);
-}
-
 void PrimitiveShape::SetGeometry(const std::shared_ptr<BufferGeometry>& geometry)
 {
     m_Geometry = geometry;

@@ -48,7 +48,10 @@ public:
     ~PrimitiveShape() override;
 
     /// The geometry's primitive type; `PRIMITIVE_UNDEFINED` without geometry.
-    uint32_t GetPrimitiveType() const;
+    uint32_t GetPrimitiveType() const
+    {
+        return m_Geometry ? static_cast<uint32_t>(m_Geometry->GetPrimitiveType()) : uint32_t(PRIMITIVE_UNDEFINED);
+    }
 
     const std::shared_ptr<BufferGeometry>& GetGeometry() const { return m_Geometry; }
     void SetGeometry(const std::shared_ptr<BufferGeometry>& geometry);

@@ -1,5 +1,6 @@
 #include <orvcore/render/ModelBatch.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 
@@ -21,9 +22,11 @@ namespace {
 constexpr uint32_t kNormals = 1u;
 constexpr uint32_t kUvs = 2u;
 
+// Reads the attribute object alone, not its store: tested for every part
+// of every frame, the store would be one more scattered line to fetch.
 bool FloatAttribute(const BufferAttribute* attribute, uint32_t minItemSize)
 {
-    return attribute && attribute->GetData() && attribute->GetDataType() == DATA_TYPE_FLOAT &&
+    return attribute && attribute->GetStore() && attribute->GetDataType() == DATA_TYPE_FLOAT &&
            attribute->GetItemSize() >= minItemSize && attribute->GetCount() > 0;
 }
 
@@ -73,15 +76,37 @@ bool ModelBatch::Accepts(const RenderItem& item, uint32_t& type, uint32_t& attri
             return false; // colours, line distances, other data: drawn as they are
     }
     const std::size_t elements = PartElements(*geometry);
-    if (elements == 0 || elements > kMaxPartVertices || (!geometry->GetIndex() && elements > positions->GetCount()))
+    const std::size_t own = geometry->GetIndex() ? positions->GetCount() : elements;
+    if (elements == 0 || elements > kMaxPartVertices || own > kMaxPartVertices ||
+        (!geometry->GetIndex() && elements > positions->GetCount()))
         return false;
-    vertices = elements;
+    vertices = std::max(own, elements);
     const glm::mat4& m = item.GetTransform();
     if (m[0][3] != 0.0f || m[1][3] != 0.0f || m[2][3] != 0.0f || m[3][3] != 1.0f)
         return false;
     const float determinant = glm::determinant(glm::mat3(m));
     return std::isfinite(determinant) && std::fabs(determinant) >= 1e-20f && std::isfinite(m[3].x) &&
            std::isfinite(m[3].y) && std::isfinite(m[3].z);
+}
+
+void ModelBatch::Prefetch(const RenderList& list, std::size_t i, std::size_t count)
+{
+    if (i + 12 < count)
+        if (const PrimitiveShape* p = list.GetAt(i + 12).GetPrimitive())
+            __builtin_prefetch(&p->GetGeometry());
+    if (i + 8 < count)
+        if (const BufferGeometry* g = list.GetAt(i + 8).GetGeometry()) {
+            __builtin_prefetch(&g->GetPositions());
+            __builtin_prefetch(&g->GetIndex());
+        }
+    if (i + 4 < count)
+        if (const BufferGeometry* g = list.GetAt(i + 4).GetGeometry()) {
+            for (uint32_t slot : {uint32_t(ATTRIBUTE_POSITION), uint32_t(ATTRIBUTE_NORMAL), uint32_t(ATTRIBUTE_UV)})
+                if (const BufferAttribute* a = g->GetAttribute(slot).get())
+                    __builtin_prefetch(a);
+            if (const ElementAttribute* index = g->GetIndex().get())
+                __builtin_prefetch(index);
+        }
 }
 
 ModelBatch::Part ModelBatch::Describe(const RenderItem& item)
@@ -101,6 +126,7 @@ ModelBatch::Part ModelBatch::Describe(const RenderItem& item)
     part.uvVersion = Version(geometry->GetUVs().get());
     part.indexVersion = geometry->GetIndex() ? geometry->GetIndex()->GetVersion() : 0u;
     part.elements = uint32_t(PartElements(*geometry));
+    part.vertices = geometry->GetIndex() ? uint32_t(geometry->GetPositions()->GetCount()) : part.elements;
     part.transform = item.GetTransform();
     return part;
 }
@@ -111,7 +137,7 @@ bool ModelBatch::SameSource(const Part& a, const Part& b)
            a.sources[1] == b.sources[1] && a.sources[2] == b.sources[2] && a.sources[3] == b.sources[3] &&
            a.positionsVersion == b.positionsVersion &&
            a.normalsVersion == b.normalsVersion && a.uvVersion == b.uvVersion && a.indexVersion == b.indexVersion &&
-           a.elements == b.elements;
+           a.elements == b.elements && a.vertices == b.vertices;
 }
 
 bool ModelBatch::Update(const RenderList& list, std::size_t first, std::size_t count)
@@ -121,12 +147,16 @@ bool ModelBatch::Update(const RenderList& list, std::size_t first, std::size_t c
     if (count == 0 || first + count > list.GetItemCount() || !Accepts(list.GetAt(first), type, attributes, vertices))
         return false;
     m_Next.clear();
-    std::size_t total = 0;
+    std::size_t room = 0, vertexCount = 0, elementCount = 0;
     for (std::size_t i = first; i < first + count; ++i) {
+        Prefetch(list, i, first + count);
         Part part = Describe(list.GetAt(i));
-        part.first = uint32_t(total);
-        total += part.elements;
-        if (total > kMaxVertices)
+        part.first = uint32_t(vertexCount);
+        part.firstIndex = uint32_t(elementCount);
+        vertexCount += part.vertices;
+        elementCount += part.elements;
+        room += Room(part);
+        if (room > kMaxVertices)
             return false;
         m_Next.push_back(part);
     }
@@ -166,9 +196,9 @@ bool ModelBatch::Update(const RenderList& list, std::size_t first, std::size_t c
             continue;
         old.transform = m_Next[k].transform;
         Write(old);
-        m_Positions->RaiseVersion(old.first, old.elements);
+        m_Positions->RaiseVersion(old.first, old.vertices);
         if (m_Normals)
-            m_Normals->RaiseVersion(old.first, old.elements);
+            m_Normals->RaiseVersion(old.first, old.vertices);
         ++m_Rewritten;
     }
     return true;
@@ -178,12 +208,13 @@ void ModelBatch::Rebuild(uint32_t type, uint32_t attributes)
 {
     m_Type = type;
     m_Attributes = attributes;
-    std::size_t total = 0;
+    std::size_t vertexCount = 0, elementCount = 0;
     m_ByKey.clear();
     m_Held.clear();
     m_UniqueKeys = true;
     for (uint32_t k = 0; k < m_Parts.size(); ++k) {
-        total += m_Parts[k].elements;
+        vertexCount += m_Parts[k].vertices;
+        elementCount += m_Parts[k].elements;
         m_UniqueKeys = m_ByKey.emplace(m_Parts[k].key, k).second && m_UniqueKeys;
         // The parts are alive during this frame: hold what they are made of.
         const std::shared_ptr<BufferGeometry>& geometry = m_Parts[k].primitive->GetGeometry();
@@ -194,15 +225,20 @@ void ModelBatch::Rebuild(uint32_t type, uint32_t attributes)
         if (geometry->GetIndex())
             m_Held.push_back(geometry->GetIndex());
     }
-    m_Positions = ZeroAttribute(total, 3);
-    m_Normals = (attributes & kNormals) ? ZeroAttribute(total, 3) : nullptr;
-    m_Uvs = (attributes & kUvs) ? ZeroAttribute(total, 2) : nullptr;
+    m_Positions = ZeroAttribute(vertexCount, 3);
+    m_Normals = (attributes & kNormals) ? ZeroAttribute(vertexCount, 3) : nullptr;
+    m_Uvs = (attributes & kUvs) ? ZeroAttribute(vertexCount, 2) : nullptr;
+    LargeVector<uint32_t> indices(elementCount);
+    for (const Part& part : m_Parts)
+        WriteIndex(part, indices.data() + part.firstIndex);
+    m_Index = std::make_shared<ElementAttribute>(std::move(indices));
     m_Geometry = std::make_shared<BufferGeometry>(static_cast<EnumPrimitiveType>(type));
     m_Geometry->SetAttribute(ATTRIBUTE_POSITION, m_Positions);
     if (m_Normals)
         m_Geometry->SetAttribute(ATTRIBUTE_NORMAL, m_Normals);
     if (m_Uvs)
         m_Geometry->SetAttribute(ATTRIBUTE_UV, m_Uvs);
+    m_Geometry->SetIndex(m_Index);
     m_Primitive = std::make_shared<PrimitiveShape>(m_Geometry, nullptr);
     for (const Part& part : m_Parts)
         Write(part);
@@ -215,13 +251,34 @@ void ModelBatch::Rebuild(uint32_t type, uint32_t attributes)
     ++m_Rebuilds;
 }
 
+void ModelBatch::WriteIndex(const Part& part, uint32_t* out) const
+{
+    const BufferGeometry& geometry = *part.geometry;
+    const std::size_t positions = geometry.GetPositions()->GetCount();
+    const std::size_t normals = m_Normals ? geometry.GetNormals()->GetCount() : positions;
+    const std::size_t uvs = m_Uvs ? geometry.GetUVs()->GetCount() : positions;
+    const std::size_t limit = std::min({positions, normals, uvs});
+    const ElementAttribute* index = geometry.GetIndex().get();
+    const std::size_t per = m_Type == PRIMITIVE_TRIANGLES ? 3 : 2;
+    for (uint32_t e = 0; e < part.elements; e += uint32_t(per), out += per) {
+        bool inside = true;
+        for (std::size_t k = 0; k < per; ++k) {
+            out[k] = index ? index->Get(e + k) : uint32_t(e + k);
+            inside = inside && out[k] < limit;
+        }
+        // A vertex number past an attribute: the primitive is kept, empty
+        // (all its corners one vertex), so that no read leaves the arrays.
+        for (std::size_t k = 0; k < per; ++k)
+            out[k] = part.first + (inside ? out[k] : 0u);
+    }
+}
+
 void ModelBatch::Write(const Part& part)
 {
     const BufferGeometry& geometry = *part.geometry;
     const BufferAttribute& positions = *geometry.GetPositions();
     const BufferAttribute* normals = m_Normals ? geometry.GetNormals().get() : nullptr;
     const BufferAttribute* uvs = m_Uvs ? geometry.GetUVs().get() : nullptr;
-    const ElementAttribute* index = geometry.GetIndex().get();
     const glm::mat4& m = part.transform;
     // Normals as the device's normal matrix carries them: the inverse
     // transpose of the linear part (the draw then applies the view's).
@@ -229,52 +286,36 @@ void ModelBatch::Write(const Part& part)
     float* p = reinterpret_cast<float*>(m_Positions->GetData()) + std::size_t(part.first) * 3;
     float* n = m_Normals ? reinterpret_cast<float*>(m_Normals->GetData()) + std::size_t(part.first) * 3 : nullptr;
     float* t = m_Uvs ? reinterpret_cast<float*>(m_Uvs->GetData()) + std::size_t(part.first) * 2 : nullptr;
-    const std::size_t per = m_Type == PRIMITIVE_TRIANGLES ? 3 : 2;
-    for (uint32_t e = 0; e < part.elements; e += uint32_t(per)) {
-        uint32_t corner[3] = {0, 0, 0};
-        bool inside = true;
-        for (std::size_t k = 0; k < per; ++k) {
-            corner[k] = index ? index->Get(e + k) : uint32_t(e + k);
-            inside = inside && corner[k] < positions.GetCount() && (!normals || corner[k] < normals->GetCount()) &&
-                     (!uvs || corner[k] < uvs->GetCount());
+    const std::size_t normalCount = normals ? normals->GetCount() : 0;
+    const std::size_t uvCount = uvs ? uvs->GetCount() : 0;
+    // Every vertex of the part is within its positions (see `Accepts`);
+    // normals and texture coordinates may be shorter: zeros past their end.
+    for (uint32_t v = 0; v < part.vertices; ++v, p += 3) {
+        float w[3];
+        std::memcpy(w, positions.GetData() + std::size_t(v) * positions.GetByteStride(), sizeof(w));
+        // The world point as the vertex shader forms it from the model
+        // matrix: columns scaled by the coordinates, then the translation.
+        const glm::vec4 world = m[0] * w[0] + m[1] * w[1] + m[2] * w[2] + m[3];
+        p[0] = world.x;
+        p[1] = world.y;
+        p[2] = world.z;
+        if (n) {
+            glm::vec3 turned(0.0f);
+            if (v < normalCount) {
+                std::memcpy(w, normals->GetData() + std::size_t(v) * normals->GetByteStride(), sizeof(w));
+                turned = normalMatrix * glm::vec3(w[0], w[1], w[2]);
+            }
+            n[0] = turned.x;
+            n[1] = turned.y;
+            n[2] = turned.z;
+            n += 3;
         }
-        for (std::size_t k = 0; k < per; ++k, p += 3) {
-            if (!inside) { // a vertex number past an attribute: an empty primitive
-                std::memset(p, 0, 3 * sizeof(float));
-                if (n) {
-                    std::memset(n, 0, 3 * sizeof(float));
-                    n += 3;
-                }
-                if (t) {
-                    std::memset(t, 0, 2 * sizeof(float));
-                    t += 2;
-                }
-                continue;
-            }
-            float v[3];
-            std::memcpy(v, positions.GetData() + std::size_t(corner[k]) * positions.GetByteStride(), sizeof(v));
-            // The world point as the vertex shader forms it from the model
-            // matrix: columns scaled by the coordinates, then the translation.
-            const glm::vec4 world = m[0] * v[0] + m[1] * v[1] + m[2] * v[2] + m[3];
-            p[0] = world.x;
-            p[1] = world.y;
-            p[2] = world.z;
-            if (n) {
-                if (normals) {
-                    float w[3];
-                    std::memcpy(w, normals->GetData() + std::size_t(corner[k]) * normals->GetByteStride(), sizeof(w));
-                    const glm::vec3 turned = normalMatrix * glm::vec3(w[0], w[1], w[2]);
-                    n[0] = turned.x;
-                    n[1] = turned.y;
-                    n[2] = turned.z;
-                }
-                n += 3;
-            }
-            if (t) {
-                if (uvs)
-                    std::memcpy(t, uvs->GetData() + std::size_t(corner[k]) * uvs->GetByteStride(), 2 * sizeof(float));
-                t += 2;
-            }
+        if (t) {
+            if (v < uvCount)
+                std::memcpy(t, uvs->GetData() + std::size_t(v) * uvs->GetByteStride(), 2 * sizeof(float));
+            else
+                t[0] = t[1] = 0.0f;
+            t += 2;
         }
     }
 }

@@ -19,11 +19,13 @@ class RenderItem;
 class RenderList;
 
 /// Many small opaque parts of one material merged into one draw: their
-/// triangles (or line segments) unrolled and carried into world space, with
-/// normals by each part's normal matrix and texture coordinates as they
-/// are. Imported assemblies hold thousands of parts, each its own geometry,
+/// vertices carried into world space (normals by each part's normal matrix,
+/// texture coordinates as they are) and their primitives listed in one
+/// 32-bit index, each part's vertex numbers moved past the parts before it.
+/// Imported assemblies hold thousands of parts, each its own geometry,
 /// which instancing cannot group; drawn one by one, the driver's per-draw
-/// work dominates the frame.
+/// work dominates the frame. Indexed, each vertex a part shares between
+/// primitives is transformed once per frame, as in the part's own draw.
 ///
 /// The merged vertices are kept between frames. While the same parts come
 /// (in any order: opaque lists are sorted by depth, which an orbit changes),
@@ -32,12 +34,13 @@ class RenderList;
 /// makes the batch again.
 ///
 /// A part joins (`Accepts`) when its geometry is a triangle or line list of
-/// at most `kMaxPartVertices` elements with float positions, optional float
-/// normals and texture coordinates and no other attribute, and its world
-/// matrix is affine and invertible. The depth test makes the image of
-/// opaque parts independent of their order; drawn from the world-space
-/// copy, positions round in another order than from the model matrix, by an
-/// ulp or so.
+/// at most `kMaxPartVertices` vertices and elements with float positions,
+/// optional float normals and texture coordinates and no other attribute,
+/// and its world matrix is affine and invertible. A primitive that names a
+/// vertex past one of its part's attributes is merged empty. The depth test
+/// makes the image of opaque parts independent of their order; drawn from
+/// the world-space copy, positions round in another order than from the
+/// model matrix, by an ulp or so.
 class ModelBatch {
 public:
     static constexpr std::size_t kMaxPartVertices = 6144;
@@ -50,12 +53,21 @@ public:
 
     /// Whether an item can be merged, and the kind of batch it needs: its
     /// primitive type and which of normals (bit 0) and texture coordinates
-    /// (bit 1) it carries; `vertices` gets the merged vertices it adds.
+    /// (bit 1) it carries; `vertices` gets the room it takes in a batch:
+    /// the larger of its vertex and element counts.
     static bool Accepts(const RenderItem& item, uint32_t& type, uint32_t& attributes, std::size_t& vertices);
 
+    /// Parts are tested every frame through objects scattered over the heap
+    /// (primitive, geometry, attributes, index): a chain of dependent loads
+    /// per part. Called at each position `i` of a pass over a list (up to
+    /// `count`), this fetches them in stages ahead, so that those of
+    /// successive parts overlap: the primitive of the item 12 on, the
+    /// geometry of the one 8 on, its attributes and index 4 on.
+    static void Prefetch(const RenderList& list, std::size_t i, std::size_t count);
+
     /// Takes the items at positions [first, first + count) of a list, all
-    /// accepted with the same type and attributes. False when they exceed
-    /// `kMaxVertices`: the caller then draws them one by one.
+    /// accepted with the same type and attributes. False when their room
+    /// exceeds `kMaxVertices`: the caller then draws them one by one.
     bool Update(const RenderList& list, std::size_t first, std::size_t count);
     /// Draws the merged parts with the device's current material.
     void Draw(RenderDevice* device) const;
@@ -78,15 +90,21 @@ private:
         uint32_t normalsVersion = 0;
         uint32_t uvVersion = 0;
         uint32_t indexVersion = 0;
-        uint32_t elements = 0;
-        uint32_t first = 0; ///< first merged vertex
+        uint32_t vertices = 0;   ///< the part's own vertices, all merged
+        uint32_t elements = 0;   ///< whole primitives' elements
+        uint32_t first = 0;      ///< first merged vertex
+        uint32_t firstIndex = 0; ///< first merged element
         glm::mat4 transform{1.0f};
     };
 
     static Part Describe(const RenderItem& item);
+    /// Room a part takes in a batch (see `Accepts`).
+    static std::size_t Room(const Part& part) { return part.vertices > part.elements ? part.vertices : part.elements; }
     static bool SameSource(const Part& a, const Part& b);
     void Rebuild(uint32_t type, uint32_t attributes);
     void Write(const Part& part);
+    /// Lists a part's primitives in the merged index.
+    void WriteIndex(const Part& part, uint32_t* out) const;
 
     std::vector<Part> m_Parts;
     /// The merged parts' geometries and attributes, held so that none is
@@ -99,6 +117,7 @@ private:
     uint32_t m_Type = 0;
     uint32_t m_Attributes = 0;
     std::shared_ptr<BufferAttribute> m_Positions, m_Normals, m_Uvs;
+    std::shared_ptr<ElementAttribute> m_Index;
     std::shared_ptr<BufferGeometry> m_Geometry;
     std::shared_ptr<PrimitiveShape> m_Primitive;
     std::size_t m_Rewritten = 0;

@@ -128,6 +128,7 @@ std::size_t RenderList::BatchLength(std::size_t first, MaterialInstance* materia
         return 0;
     std::size_t last = first;
     while (last < m_Count) {
+        ModelBatch::Prefetch(*this, last, m_Count);
         const RenderItem& item = GetAt(last);
         uint32_t itemType = 0, itemAttributes = 0;
         if (ResolveMaterial(item, m_Material) != material ||

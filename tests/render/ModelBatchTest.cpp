@@ -51,18 +51,21 @@ struct Parts {
     }
 };
 
-// Merged vertex `v` of the part that starts at `first`, against the part's
-// own vertex carried by its matrix.
-void ExpectWorldVertex(const PrimitiveShape& merged, std::size_t first, const PrimitiveShape& part,
-                       const glm::mat4& transform, uint32_t v)
+// Element `e` of the part whose elements start at `firstElement` in the
+// merged index, against the part's own vertex carried by its matrix.
+void ExpectWorldVertex(const PrimitiveShape& merged, std::size_t firstElement, const PrimitiveShape& part,
+                       const glm::mat4& transform, uint32_t e)
 {
     const BufferGeometry& g = *part.GetGeometry();
-    const uint32_t corner = g.GetIndex() ? g.GetIndex()->Get(v) : v;
+    const uint32_t corner = g.GetIndex() ? g.GetIndex()->Get(e) : e;
+    const BufferGeometry& m = *merged.GetGeometry();
+    ASSERT_NE(m.GetIndex(), nullptr);
+    const uint32_t at = m.GetIndex()->Get(firstElement + e);
     const glm::vec3 world = glm::vec3(transform * glm::vec4(g.GetPositions()->GetVec3(corner), 1.0f));
-    EXPECT_VEC(merged.GetGeometry()->GetPositions()->GetVec3(first + v), world, 1e-4f);
+    EXPECT_VEC(m.GetPositions()->GetVec3(at), world, 1e-4f);
     const glm::vec3 normal = glm::normalize(glm::transpose(glm::inverse(glm::mat3(transform))) *
                                             g.GetNormals()->GetVec3(corner));
-    EXPECT_VEC(glm::normalize(merged.GetGeometry()->GetNormals()->GetVec3(first + v)), normal, 1e-4f);
+    EXPECT_VEC(glm::normalize(m.GetNormals()->GetVec3(at)), normal, 1e-4f);
 }
 
 } // namespace
@@ -79,8 +82,11 @@ TEST(ModelBatch, MergesPartsIntoWorldSpaceAndRewritesOnlyWhatMoved)
     MergingDevice device;
     batch.Draw(&device);
     ASSERT_NE(device.last, nullptr);
+    // Indexed: each part's own vertices once, its elements as they were.
     const std::size_t perBox = parts.shapes[0]->GetGeometry()->GetElementCount();
-    EXPECT_EQ(device.last->GetGeometry()->GetPositions()->GetCount(), 70 * perBox);
+    const std::size_t verticesPerBox = parts.shapes[0]->GetGeometry()->GetPositions()->GetCount();
+    EXPECT_EQ(device.last->GetGeometry()->GetPositions()->GetCount(), 70 * verticesPerBox);
+    EXPECT_EQ(device.last->GetGeometry()->GetElementCount(), 70 * perBox);
     ExpectWorldVertex(*device.last, 0, *parts.shapes[0], parts.transforms[0], 0);
     ExpectWorldVertex(*device.last, 33 * perBox, *parts.shapes[33], parts.transforms[33], 7);
 
@@ -157,8 +163,8 @@ TEST(ModelBatch, OnlyPlainSmallListsWithInvertibleAffineMatricesJoin)
     auto sphere = std::make_shared<PrimitiveShape>(GeometryBuilder::CreateSphere(1.0f, 64, 64), material);
     EXPECT_FALSE(accepts(sphere.get(), glm::mat4(1.0f))); // too many vertices to copy each frame
 
-    // Vertex numbers past the positions make empty triangles, not reads
-    // outside the arrays.
+    // Vertex numbers past the positions make empty triangles (one vertex
+    // thrice), not reads outside the arrays.
     RenderList list;
     std::vector<std::shared_ptr<PrimitiveShape>> bad;
     for (int i = 0; i < 3; ++i) {
@@ -171,7 +177,13 @@ TEST(ModelBatch, OnlyPlainSmallListsWithInvertibleAffineMatricesJoin)
     MergingDevice device;
     batch.Draw(&device);
     ASSERT_NE(device.last, nullptr);
-    EXPECT_VEC(device.last->GetGeometry()->GetPositions()->GetVec3(1), glm::vec3(0.0f));
+    const ElementAttribute& merged = *device.last->GetGeometry()->GetIndex();
+    ASSERT_EQ(merged.GetCount(), 9u);
+    for (uint32_t part = 0; part < 3; ++part) {
+        EXPECT_EQ(merged.Get(3 * part), merged.Get(3 * part + 1));
+        EXPECT_EQ(merged.Get(3 * part), merged.Get(3 * part + 2));
+        EXPECT_LT(merged.Get(3 * part), device.last->GetGeometry()->GetPositions()->GetCount());
+    }
 }
 
 TEST(RenderList, ManySmallPartsOfOneMaterialAreOneDraw)
@@ -217,6 +229,8 @@ TEST(RenderList, StretchesBeyondOneBatchSplitIntoSeveral)
     list.Render(&device);
     EXPECT_EQ(device.Count("Draw("), 2u);
     const std::size_t perBatch = ModelBatch::kMaxVertices / ModelBatch::kMaxPartVertices;
-    EXPECT_EQ(device.last->GetGeometry()->GetPositions()->GetCount(),
-              (800 - perBatch) * ModelBatch::kMaxPartVertices);
+    // A part takes the room of its elements, the larger count; its three
+    // vertices are merged once.
+    EXPECT_EQ(device.last->GetGeometry()->GetElementCount(), (800 - perBatch) * ModelBatch::kMaxPartVertices);
+    EXPECT_EQ(device.last->GetGeometry()->GetPositions()->GetCount(), (800 - perBatch) * 3);
 }

@@ -88,8 +88,10 @@ private:
 // 100 x 100 boxes with their edges; every box node has its own geometry, as
 // imported parts would, or (`shared`) all of them the same box and edges,
 // as repeated parts (fasteners, rack units) would: the device then draws
-// each sorted run of them as one instanced call.
-std::shared_ptr<SceneManager> Cell(bool shared = false)
+// each sorted run of them as one instanced call. `coloured`: every box
+// also has face and edge materials of its own, the faces each in a colour
+// of its own, as an imported assembly's parts come.
+std::shared_ptr<SceneManager> Cell(bool shared = false, bool coloured = false)
 {
     auto manager = std::make_shared<SceneManager>(kWidth, kHeight);
     auto face = MeshPhongMaterial::Create("bench.face");
@@ -98,6 +100,12 @@ std::shared_ptr<SceneManager> Cell(bool shared = false)
     const auto box = GeometryBuilder::CreateBox(glm::vec3(8.0f));
     const auto boxEdges = GeometryBuilder::CreateBoxEdges(glm::vec3(8.0f));
     for (int i = 0; i < 10000; ++i) {
+        if (coloured) {
+            face = MeshPhongMaterial::Create("bench.face");
+            face->SetColor(glm::vec3(float(i % 100) / 100.0f, 0.5f, float(i / 100) / 100.0f));
+            edge = BasicMaterial::Create("bench.edge");
+            edge->SetColor(glm::vec3(0.1f));
+        }
         auto shape = std::make_shared<CompoundShape>();
         shape->AddPrimitive(std::make_shared<PrimitiveShape>(
             shared ? box : GeometryBuilder::CreateBox(glm::vec3(8.0f)), face));
@@ -121,7 +129,8 @@ std::shared_ptr<SceneManager> Cell(bool shared = false)
 // Shared geometry (5, 6) is the plain model with one box and edge geometry
 // for all nodes, drawn instanced (5) or one by one (6: instancing off).
 // 7 is the plain model with the merging of small parts off: every box and
-// every edge set its own draw.
+// every edge set its own draw. 8 gives every box materials of its own in
+// its own colour, merged (tinted); 9 the same with merging off.
 enum Extra : int64_t {
     kPlain = 0,
     kContactShadow = 1,
@@ -130,7 +139,9 @@ enum Extra : int64_t {
     kMovingContactShadow = 4,
     kShared = 5,
     kSharedNoInstancing = 6,
-    kPlainNoBatching = 7
+    kPlainNoBatching = 7,
+    kColoured = 8,
+    kColouredNoBatching = 9
 };
 const char* const kExtraNames[] = {"",
                                    " + contact shadow",
@@ -139,7 +150,9 @@ const char* const kExtraNames[] = {"",
                                    ", one box moving + contact shadow",
                                    ", shared geometry",
                                    ", shared geometry, instancing off",
-                                   ", merging off"};
+                                   ", merging off",
+                                   ", own colours",
+                                   ", own colours, merging off"};
 
 // `finish`: the OpenGL device whose work is waited for at the end of every
 // frame, or null to queue frames back to back.
@@ -152,7 +165,7 @@ void RunFrames(benchmark::State& state, RenderDevice& device, const std::shared_
     renderer.SetViewCondinateType(extra == kViewCube ? Cube : NoWidget);
     device.GetSettings().ContactShadow = extra == kContactShadow || extra == kMovingContactShadow;
     device.GetSettings().Instancing = extra != kSharedNoInstancing;
-    device.GetSettings().Batching = extra != kPlainNoBatching;
+    device.GetSettings().Batching = extra != kPlainNoBatching && extra != kColouredNoBatching;
     SceneNode* moving = manager->GetScene()->GetNodes().begin()->second.get();
     bool raised = false;
     BasicPipeline pipeline;
@@ -189,7 +202,8 @@ void BM_GlFrame10kBoxes(benchmark::State& state)
     }
     GlRenderDevice device(context->GetFramebuffer(), kWidth, kHeight);
     const Extra extra = Extra(state.range(1));
-    auto manager = Cell(extra == kShared || extra == kSharedNoInstancing);
+    auto manager =
+        Cell(extra == kShared || extra == kSharedNoInstancing, extra == kColoured || extra == kColouredNoBatching);
     uint64_t afterFirst = 0;
     uint64_t drawsAfterFirst = 0;
     RunFrames(
@@ -220,8 +234,9 @@ void BM_LibraryFrame10kBoxes(benchmark::State& state)
 // extra: 0 the model alone, 1 with the contact shadow, 2 with the view cube,
 // 3 one box moving, 4 one box moving with the contact shadow, 5 all boxes
 // of one shared geometry, 6 the same with instancing off, 7 the model with
-// the merging of small parts off; finish: 1 every
-// frame ended by glFinish. The single-sampled finished frames are those
+// the merging of small parts off, 8 every box in materials and a colour of
+// its own, 9 the same with merging off; finish: 1 every frame ended by
+// glFinish. The single-sampled finished frames are those
 // compared with peers whose offscreen buffers have no multisampling.
 BENCHMARK(BM_GlFrame10kBoxes)
     ->ArgNames({"samples", "extra", "finish"})
@@ -230,6 +245,8 @@ BENCHMARK(BM_GlFrame10kBoxes)
     ->Args({1, kPlainNoBatching, 1})
     ->Args({1, kShared, 1})
     ->Args({1, kSharedNoInstancing, 1})
+    ->Args({1, kColoured, 1})
+    ->Args({1, kColouredNoBatching, 1})
     ->Args({4, kPlain, 0})
     ->Args({4, kContactShadow, 0})
     ->Args({4, kViewCube, 0})

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <typeinfo>
 
 #include <glm/mat3x3.hpp>
 #include <glm/matrix.hpp>
@@ -11,6 +12,8 @@
 #include <orvkernel/geometry/BufferAttribute.h>
 #include <orvkernel/geometry/BufferGeometry.h>
 #include <orvkernel/geometry/ElementAttribute.h>
+#include <orvkernel/material/BasicMaterial.h>
+#include <orvkernel/material/MeshPhongMaterial.h>
 #include <orvkernel/shape/PrimitiveShape.h>
 #include <orvcore/render/RenderItem.h>
 #include <orvcore/render/RenderList.h>
@@ -21,6 +24,7 @@ namespace {
 
 constexpr uint32_t kNormals = 1u;
 constexpr uint32_t kUvs = 2u;
+constexpr uint32_t kColors = 4u; // a tinted batch's own: not a part's attribute
 
 // Reads the attribute object alone, not its store: tested for every part
 // of every frame, the store would be one more scattered line to fetch.
@@ -46,6 +50,17 @@ std::shared_ptr<BufferAttribute> ZeroAttribute(std::size_t vertices, uint32_t it
 }
 
 } // namespace
+
+// A copy of the same kind (the device reads some kinds' own fields), or
+// null for a kind that is not tinted.
+std::shared_ptr<MaterialInstance> CopyOf(const MaterialInstance& material)
+{
+    if (typeid(material) == typeid(MeshPhongMaterial))
+        return std::make_shared<MeshPhongMaterial>(static_cast<const MeshPhongMaterial&>(material));
+    if (typeid(material) == typeid(BasicMaterial))
+        return std::make_shared<BasicMaterial>(static_cast<const BasicMaterial&>(material));
+    return nullptr;
+}
 
 ModelBatch::ModelBatch() = default;
 ModelBatch::~ModelBatch() = default;
@@ -89,16 +104,41 @@ bool ModelBatch::Accepts(const RenderItem& item, uint32_t& type, uint32_t& attri
            std::isfinite(m[3].y) && std::isfinite(m[3].z);
 }
 
+bool ModelBatch::CanTint(const MaterialInstance* material)
+{
+    return material && !material->IsTransparent() && !material->GetVertexColors() &&
+           (typeid(*material) == typeid(MeshPhongMaterial) || typeid(*material) == typeid(BasicMaterial));
+}
+
+bool ModelBatch::UpdateTint(const MaterialInstance& like)
+{
+    if (m_TintSource && m_Tint && m_TintSource->MatchesExceptColor(like))
+        return true;
+    m_TintSource = CopyOf(like);
+    m_Tint = CopyOf(like);
+    if (!m_Tint)
+        return false;
+    m_Tint->SetColor(glm::vec3(1.0f));
+    m_Tint->SetVertexColors(true);
+    return true;
+}
+
+MaterialInstance* ModelBatch::GetTintMaterial() const { return (m_Attributes & kColors) ? m_Tint.get() : nullptr; }
+
 void ModelBatch::Prefetch(const RenderList& list, std::size_t i, std::size_t count)
 {
     if (i + 12 < count)
         if (const PrimitiveShape* p = list.GetAt(i + 12).GetPrimitive())
             __builtin_prefetch(&p->GetGeometry());
-    if (i + 8 < count)
-        if (const BufferGeometry* g = list.GetAt(i + 8).GetGeometry()) {
+    if (i + 8 < count) {
+        const PrimitiveShape* p = list.GetAt(i + 8).GetPrimitive();
+        if (const BufferGeometry* g = p ? p->GetGeometry().get() : nullptr) {
             __builtin_prefetch(&g->GetPositions());
             __builtin_prefetch(&g->GetIndex());
         }
+        if (const MaterialInstance* m = p ? p->GetMaterial().get() : nullptr)
+            __builtin_prefetch(m); // compared when a tint may merge it
+    }
     if (i + 4 < count)
         if (const BufferGeometry* g = list.GetAt(i + 4).GetGeometry()) {
             for (uint32_t slot : {uint32_t(ATTRIBUTE_POSITION), uint32_t(ATTRIBUTE_NORMAL), uint32_t(ATTRIBUTE_UV)})
@@ -140,17 +180,27 @@ bool ModelBatch::SameSource(const Part& a, const Part& b)
            a.elements == b.elements && a.vertices == b.vertices;
 }
 
-bool ModelBatch::Update(const RenderList& list, std::size_t first, std::size_t count)
+bool ModelBatch::Update(const RenderList& list, std::size_t first, std::size_t count, bool tinted)
 {
     uint32_t type = 0, attributes = 0;
     std::size_t vertices = 0;
     if (count == 0 || first + count > list.GetItemCount() || !Accepts(list.GetAt(first), type, attributes, vertices))
         return false;
+    if (tinted) {
+        const MaterialInstance* like = list.ResolveMaterial(list.GetAt(first));
+        if (!CanTint(like) || !UpdateTint(*like))
+            return false;
+        attributes |= kColors;
+    }
     m_Next.clear();
     std::size_t room = 0, vertexCount = 0, elementCount = 0;
     for (std::size_t i = first; i < first + count; ++i) {
         Prefetch(list, i, first + count);
         Part part = Describe(list.GetAt(i));
+        if (tinted) {
+            const MaterialInstance* material = list.ResolveMaterial(list.GetAt(i));
+            part.color = material ? material->GetColor() : glm::vec3(1.0f);
+        }
         part.first = uint32_t(vertexCount);
         part.firstIndex = uint32_t(elementCount);
         vertexCount += part.vertices;
@@ -189,16 +239,23 @@ bool ModelBatch::Update(const RenderList& list, std::size_t first, std::size_t c
         Rebuild(type, attributes);
         return true;
     }
-    // Only the parts that moved are carried into world space again.
+    // Only the parts that moved, or took another colour, are written again.
     for (std::size_t k = 0; k < m_Next.size(); ++k) {
         Part& old = inOrder ? m_Parts[k] : m_Parts[m_Next[k].first];
-        if (std::memcmp(&old.transform, &m_Next[k].transform, sizeof(glm::mat4)) == 0)
+        const bool moved = std::memcmp(&old.transform, &m_Next[k].transform, sizeof(glm::mat4)) != 0;
+        const bool recoloured = m_Colors && old.color != m_Next[k].color;
+        if (!moved && !recoloured)
             continue;
         old.transform = m_Next[k].transform;
+        old.color = m_Next[k].color;
         Write(old);
-        m_Positions->RaiseVersion(old.first, old.vertices);
-        if (m_Normals)
-            m_Normals->RaiseVersion(old.first, old.vertices);
+        if (moved) {
+            m_Positions->RaiseVersion(old.first, old.vertices);
+            if (m_Normals)
+                m_Normals->RaiseVersion(old.first, old.vertices);
+        }
+        if (recoloured)
+            m_Colors->RaiseVersion(old.first, old.vertices);
         ++m_Rewritten;
     }
     return true;
@@ -228,6 +285,7 @@ void ModelBatch::Rebuild(uint32_t type, uint32_t attributes)
     m_Positions = ZeroAttribute(vertexCount, 3);
     m_Normals = (attributes & kNormals) ? ZeroAttribute(vertexCount, 3) : nullptr;
     m_Uvs = (attributes & kUvs) ? ZeroAttribute(vertexCount, 2) : nullptr;
+    m_Colors = (attributes & kColors) ? ZeroAttribute(vertexCount, 3) : nullptr;
     LargeVector<uint32_t> indices(elementCount);
     for (const Part& part : m_Parts)
         WriteIndex(part, indices.data() + part.firstIndex);
@@ -238,6 +296,8 @@ void ModelBatch::Rebuild(uint32_t type, uint32_t attributes)
         m_Geometry->SetAttribute(ATTRIBUTE_NORMAL, m_Normals);
     if (m_Uvs)
         m_Geometry->SetAttribute(ATTRIBUTE_UV, m_Uvs);
+    if (m_Colors)
+        m_Geometry->SetAttribute(ATTRIBUTE_COLOR, m_Colors);
     m_Geometry->SetIndex(m_Index);
     m_Primitive = std::make_shared<PrimitiveShape>(m_Geometry, nullptr);
     for (const Part& part : m_Parts)
@@ -247,6 +307,8 @@ void ModelBatch::Rebuild(uint32_t type, uint32_t attributes)
         m_Normals->RaiseVersion();
     if (m_Uvs)
         m_Uvs->RaiseVersion();
+    if (m_Colors)
+        m_Colors->RaiseVersion();
     m_Rewritten = m_Parts.size();
     ++m_Rebuilds;
 }
@@ -288,6 +350,14 @@ void ModelBatch::Write(const Part& part)
     float* t = m_Uvs ? reinterpret_cast<float*>(m_Uvs->GetData()) + std::size_t(part.first) * 2 : nullptr;
     const std::size_t normalCount = normals ? normals->GetCount() : 0;
     const std::size_t uvCount = uvs ? uvs->GetCount() : 0;
+    if (m_Colors) {
+        float* c = reinterpret_cast<float*>(m_Colors->GetData()) + std::size_t(part.first) * 3;
+        for (uint32_t v = 0; v < part.vertices; ++v, c += 3) {
+            c[0] = part.color.r;
+            c[1] = part.color.g;
+            c[2] = part.color.b;
+        }
+    }
     // Every vertex of the part is within its positions (see `Accepts`);
     // normals and texture coordinates may be shorter: zeros past their end.
     for (uint32_t v = 0; v < part.vertices; ++v, p += 3) {

@@ -13,6 +13,7 @@ namespace orvcore {
 class BufferAttribute;
 class BufferGeometry;
 class ElementAttribute;
+class MaterialInstance;
 class PrimitiveShape;
 class RenderDevice;
 class RenderItem;
@@ -32,6 +33,15 @@ class RenderList;
 /// only the parts whose world matrix moved are written again, and the
 /// device sends only their vertices. A new or changed part, or one gone,
 /// makes the batch again.
+///
+/// Parts of different materials merge too when the materials differ only
+/// in colour (`MaterialInstance::MatchesExceptColor`), as the parts of an
+/// imported assembly do, each with a material of its own: the batch then
+/// carries each part's colour in a vertex colour and is drawn with
+/// `GetTintMaterial`, a copy of the parts' material in white with vertex
+/// colours on. White times the part's colour is the part's colour, so the
+/// image is that of the parts' own draws. Only the kinds whose whole state
+/// is the base material's (`BasicMaterial`, `MeshPhongMaterial`) are tinted.
 ///
 /// A part joins (`Accepts`) when its geometry is a triangle or line list of
 /// at most `kMaxPartVertices` vertices and elements with float positions,
@@ -65,12 +75,24 @@ public:
     /// geometry of the one 8 on, its attributes and index 4 on.
     static void Prefetch(const RenderList& list, std::size_t i, std::size_t count);
 
+    /// Whether parts of this material may merge with parts of others that
+    /// differ from it only in colour: an opaque `BasicMaterial` or
+    /// `MeshPhongMaterial` without vertex colours.
+    static bool CanTint(const MaterialInstance* material);
+
     /// Takes the items at positions [first, first + count) of a list, all
-    /// accepted with the same type and attributes. False when their room
-    /// exceeds `kMaxVertices`: the caller then draws them one by one.
-    bool Update(const RenderList& list, std::size_t first, std::size_t count);
-    /// Draws the merged parts with the device's current material.
+    /// accepted with the same type and attributes. With `tinted`, their
+    /// materials (as the list resolves them) are those of the first item
+    /// but for colour, and each part is drawn in its own material's colour.
+    /// False when their room exceeds `kMaxVertices`, or the first item's
+    /// material cannot be tinted: the caller then draws them one by one.
+    bool Update(const RenderList& list, std::size_t first, std::size_t count, bool tinted = false);
+    /// Draws the merged parts with the device's current material: that of
+    /// the parts, or `GetTintMaterial` for a tinted batch.
     void Draw(RenderDevice* device) const;
+    /// The material a tinted batch is drawn with; null for a batch of one
+    /// material.
+    MaterialInstance* GetTintMaterial() const;
 
     std::size_t GetPartCount() const { return m_Parts.size(); }
     /// Parts written by the last `Update` (all of them after a rebuild).
@@ -95,9 +117,13 @@ private:
         uint32_t first = 0;      ///< first merged vertex
         uint32_t firstIndex = 0; ///< first merged element
         glm::mat4 transform{1.0f};
+        glm::vec3 color{1.0f}; ///< the part's colour in a tinted batch
     };
 
     static Part Describe(const RenderItem& item);
+    /// Copies `like` into the tint material (white, vertex colours on)
+    /// unless the one held already matches it but for colour.
+    bool UpdateTint(const MaterialInstance& like);
     /// Room a part takes in a batch (see `Accepts`).
     static std::size_t Room(const Part& part) { return part.vertices > part.elements ? part.vertices : part.elements; }
     static bool SameSource(const Part& a, const Part& b);
@@ -116,7 +142,9 @@ private:
     bool m_UniqueKeys = false;
     uint32_t m_Type = 0;
     uint32_t m_Attributes = 0;
-    std::shared_ptr<BufferAttribute> m_Positions, m_Normals, m_Uvs;
+    std::shared_ptr<BufferAttribute> m_Positions, m_Normals, m_Uvs, m_Colors;
+    /// A copy of the material the tint material was made from, and the tint.
+    std::shared_ptr<MaterialInstance> m_TintSource, m_Tint;
     std::shared_ptr<ElementAttribute> m_Index;
     std::shared_ptr<BufferGeometry> m_Geometry;
     std::shared_ptr<PrimitiveShape> m_Primitive;

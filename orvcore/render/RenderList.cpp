@@ -91,14 +91,22 @@ void RenderList::SortOpaqueItems() { SortBy(false); }
 
 void RenderList::SortTransparentItems() { SortBy(true); }
 
-namespace {
-MaterialInstance* ResolveMaterial(const RenderItem& item, const std::shared_ptr<MaterialInstance>& fallback)
+MaterialInstance* RenderList::ResolveMaterial(const RenderItem& item) const
 {
     if (MaterialInstance* m = item.GetOverrideMaterial())
         return m;
     if (MaterialInstance* m = item.GetMaterial())
         return m;
-    return fallback.get();
+    return m_Material.get();
+}
+
+namespace {
+void Activate(RenderDevice* device, LightManager* lights, MaterialInstance* material)
+{
+    if (lights)
+        lights->ActiveMaterial(device, material);
+    else
+        device->_ActiveMaterial(material);
 }
 } // namespace
 
@@ -113,53 +121,69 @@ std::size_t RenderList::RunLength(std::size_t first, MaterialInstance* material)
     while (last < m_Count) {
         const RenderItem& next = GetAt(last);
         if (!next.GetPrimitive() || next.GetGeometry() != geometry ||
-            ResolveMaterial(next, m_Material) != material)
+            ResolveMaterial(next) != material)
             break;
         ++last;
     }
     return last - first;
 }
 
-std::size_t RenderList::BatchLength(std::size_t first, MaterialInstance* material) const
+std::size_t RenderList::BatchLength(std::size_t first, MaterialInstance* material, bool& tinted) const
 {
+    tinted = false;
     uint32_t type = 0, attributes = 0;
     std::size_t vertices = 0, total = 0;
     if ((material && material->IsTransparent()) || !ModelBatch::Accepts(GetAt(first), type, attributes, vertices))
         return 0;
+    const bool tintable = ModelBatch::CanTint(material);
     std::size_t last = first;
     while (last < m_Count) {
         ModelBatch::Prefetch(*this, last, m_Count);
         const RenderItem& item = GetAt(last);
+        MaterialInstance* own = ResolveMaterial(item);
+        if (own != material) {
+            // Another material that differs only in colour: the batch is tinted.
+            if (!tintable || !own || !material->MatchesExceptColor(*own))
+                break;
+            tinted = true;
+        }
         uint32_t itemType = 0, itemAttributes = 0;
-        if (ResolveMaterial(item, m_Material) != material ||
-            !ModelBatch::Accepts(item, itemType, itemAttributes, vertices) || itemType != type ||
+        if (!ModelBatch::Accepts(item, itemType, itemAttributes, vertices) || itemType != type ||
             itemAttributes != attributes || total + vertices > ModelBatch::kMaxVertices)
             break; // a full batch ends the stretch; the next one starts after it
         total += vertices;
-        // A part whose geometry the next one repeats starts an instanced run.
+        // A part whose geometry and material the next one repeats starts an
+        // instanced run.
         if (last + 1 < m_Count && GetAt(last + 1).GetGeometry() == item.GetGeometry() &&
-            ResolveMaterial(GetAt(last + 1), m_Material) == material)
+            ResolveMaterial(GetAt(last + 1)) == own)
             break;
         ++last;
     }
     return last - first;
 }
 
-std::size_t RenderList::DrawFrom(RenderDevice* device, std::size_t first, MaterialInstance* material,
-                                 std::size_t& batches) const
+std::size_t RenderList::DrawFrom(RenderDevice* device, LightManager* lights, std::size_t first,
+                                 MaterialInstance* material, std::size_t& batches) const
 {
     const std::size_t run = RunLength(first, material);
     if (run == 1 && device->GetSettings().Batching) {
-        const std::size_t parts = BatchLength(first, material);
+        bool tinted = false;
+        const std::size_t parts = BatchLength(first, material, tinted);
         if (parts >= ModelBatch::kMinParts) {
             if (m_Batches.size() <= batches)
                 m_Batches.push_back(std::make_shared<ModelBatch>());
             ModelBatch& batch = *m_Batches[batches++];
-            if (batch.Update(*this, first, parts))
+            if (batch.Update(*this, first, parts, tinted)) {
+                if (MaterialInstance* tint = batch.GetTintMaterial())
+                    Activate(device, lights, tint);
                 batch.Draw(device);
-            else // not expected (the stretch fits); each part on its own then
-                for (std::size_t i = first; i < first + parts; ++i)
+            } else { // not expected (the stretch fits); each part on its own then
+                for (std::size_t i = first; i < first + parts; ++i) {
+                    if (tinted)
+                        Activate(device, lights, ResolveMaterial(GetAt(i)));
                     device->Draw(GetAt(i).GetPrimitive(), GetAt(i).GetTransform());
+                }
+            }
             return parts;
         }
     }
@@ -181,40 +205,25 @@ void RenderList::DrawRun(RenderDevice* device, std::size_t first, std::size_t co
     device->DrawInstanced(head.GetPrimitive(), m_RunTransforms.data(), static_cast<uint32_t>(count));
 }
 
-void RenderList::Render(RenderDevice* device) const
-{
-    if (!device->SupportsInstancing()) {
-        for (uint64_t i = 0; i < m_Count; ++i) {
-            const RenderItem& item = GetAt(i);
-            device->_ActiveMaterial(ResolveMaterial(item, m_Material));
-            device->Draw(item.GetPrimitive(), item.GetTransform());
-        }
-        return;
-    }
-    std::size_t batches = 0;
-    for (std::size_t i = 0; i < m_Count;) {
-        MaterialInstance* material = ResolveMaterial(GetAt(i), m_Material);
-        device->_ActiveMaterial(material);
-        i += DrawFrom(device, i, material, batches);
-    }
-    DropUnusedBatches(batches);
-}
+void RenderList::Render(RenderDevice* device) const { RenderActivating(device, nullptr); }
 
-void RenderList::Render(RenderDevice* device, LightManager* lights) const
+void RenderList::Render(RenderDevice* device, LightManager* lights) const { RenderActivating(device, lights); }
+
+void RenderList::RenderActivating(RenderDevice* device, LightManager* lights) const
 {
     if (!device->SupportsInstancing()) {
         for (uint64_t i = 0; i < m_Count; ++i) {
             const RenderItem& item = GetAt(i);
-            lights->ActiveMaterial(device, ResolveMaterial(item, m_Material));
+            Activate(device, lights, ResolveMaterial(item));
             device->Draw(item.GetPrimitive(), item.GetTransform());
         }
         return;
     }
     std::size_t batches = 0;
     for (std::size_t i = 0; i < m_Count;) {
-        MaterialInstance* material = ResolveMaterial(GetAt(i), m_Material);
-        lights->ActiveMaterial(device, material);
-        i += DrawFrom(device, i, material, batches);
+        MaterialInstance* material = ResolveMaterial(GetAt(i));
+        Activate(device, lights, material);
+        i += DrawFrom(device, lights, i, material, batches);
     }
     DropUnusedBatches(batches);
 }

@@ -47,8 +47,10 @@ public:
     /// list order, so the image is that of single draws). A stretch of at
     /// least `ModelBatch::kMinParts` opaque items of one material, each of
     /// its own small geometry, is drawn as one merged `ModelBatch` when the
-    /// device's `Batching` setting is on; the list keeps its batches between
-    /// frames.
+    /// device's `Batching` setting is on; the stretch may go on through
+    /// items of other materials that differ from its first one only in
+    /// colour (the batch is then tinted, see `ModelBatch`). The list keeps
+    /// its batches between frames.
     void Render(RenderDevice* device) const;
     /// The same, activating through the light manager (lit).
     void Render(RenderDevice* device, LightManager* lights) const;
@@ -64,6 +66,9 @@ public:
     const RenderItem& GetAt(std::size_t index) const { return m_Items[m_Order[index]]; }
     std::size_t GetCapacity() const { return m_Items.size(); }
     const std::shared_ptr<MaterialInstance>& GetMaterial() const { return m_Material; }
+    /// The material an item is drawn with: its override, else its
+    /// primitive's, else the list's default.
+    MaterialInstance* ResolveMaterial(const RenderItem& item) const;
     void SetMaterial(const std::shared_ptr<MaterialInstance>& material) { m_Material = material; }
 
 private:
@@ -73,11 +78,14 @@ private:
     std::size_t RunLength(std::size_t first, MaterialInstance* material) const;
     void DrawRun(RenderDevice* device, std::size_t first, std::size_t count) const;
     /// Items from position `first` that can be merged with it under
-    /// `material` (0 when it cannot be merged).
-    std::size_t BatchLength(std::size_t first, MaterialInstance* material) const;
+    /// `material` (0 when it cannot be merged); `tinted` tells whether
+    /// they include materials that differ from it in colour.
+    std::size_t BatchLength(std::size_t first, MaterialInstance* material, bool& tinted) const;
     /// Draws the items from `first` of one material run; returns how many.
-    std::size_t DrawFrom(RenderDevice* device, std::size_t first, MaterialInstance* material,
+    /// Materials are activated through `lights` when it is set.
+    std::size_t DrawFrom(RenderDevice* device, LightManager* lights, std::size_t first, MaterialInstance* material,
                          std::size_t& batches) const;
+    void RenderActivating(RenderDevice* device, LightManager* lights) const;
     void DropUnusedBatches(std::size_t used) const;
 
     uint64_t m_Count = 0;

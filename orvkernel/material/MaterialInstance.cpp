@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <typeinfo>
 
 namespace orvcore {
 
@@ -24,6 +25,20 @@ std::shared_ptr<MaterialInstance> MaterialInstance::Create(const std::string& na
     auto instance = std::make_shared<MaterialInstance>(name);
     MaterialManager::Instance().Register(instance, templateName);
     return instance;
+}
+
+bool MaterialInstance::MatchesExceptColor(const MaterialInstance& other) const
+{
+    if (&other == this)
+        return true;
+    return typeid(*this) == typeid(other) && m_Template == other.m_Template &&
+           m_TemplateName == other.m_TemplateName && m_TemplateOptions == other.m_TemplateOptions &&
+           m_Opacity == other.m_Opacity && m_PointSize == other.m_PointSize && m_Shininess == other.m_Shininess &&
+           m_FaceSide == other.m_FaceSide && m_DepthTest == other.m_DepthTest && m_State == other.m_State &&
+           m_VertexColors == other.m_VertexColors && LineWidth == other.LineWidth &&
+           OrderExempt == other.OrderExempt && DepthWrite == other.DepthWrite &&
+           BlendingMode == other.BlendingMode && m_Textures == other.m_Textures &&
+           m_Uniforms.GetValues() == other.m_Uniforms.GetValues();
 }
 
 void MaterialInstance::SetTemplate(const std::shared_ptr<MaterialTemplate>& materialTemplate)

@@ -81,6 +81,11 @@ public:
     float GetShininess() const { return m_Shininess; }
 
     bool IsTransparent() const { return BlendingMode == BLENDING_TRANSPARENT; }
+    /// Whether `other` draws exactly as this material would with another
+    /// colour: the same kind, template and options, opacity, sizes, face
+    /// side, depth and blending state, display state, vertex-colour switch,
+    /// textures (the same objects) and uniforms. Names are not compared.
+    bool MatchesExceptColor(const MaterialInstance& other) const;
 
     /// Textures by sampler name ("map", "t2D", "envMap", ...). Adding under a
     /// name that is taken replaces the texture; an empty name or an empty

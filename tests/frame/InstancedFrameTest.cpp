@@ -136,14 +136,23 @@ protected:
     }
 
     /// A 10 x 10 grid of parts, each its own box and edge geometry, turned
-    /// and unevenly scaled so that every normal matrix differs.
-    void BuildParts()
+    /// and unevenly scaled so that every normal matrix differs. `coloured`:
+    /// each part with face and edge materials of its own, the faces in
+    /// colours of their own, as an imported assembly's parts come.
+    void BuildParts(bool coloured = false)
     {
         auto face = MeshPhongMaterial::Create("parts.face");
         face->SetColor(glm::vec3(0.7f, 0.75f, 0.85f));
         auto edge = BasicMaterial::Create("parts.edge");
         edge->SetColor(glm::vec3(0.1f));
         for (int i = 0; i < 100; ++i) {
+            if (coloured) {
+                face = MeshPhongMaterial::Create("parts.face");
+                face->SetColor(glm::vec3(float(i % 10) / 10.0f, 0.5f, float(i / 10) / 10.0f));
+                edge = BasicMaterial::Create("parts.edge");
+                edge->SetColor(glm::vec3(0.1f));
+            }
+            faces.push_back(face);
             auto shape = std::make_shared<CompoundShape>();
             shape->AddPrimitive(std::make_shared<PrimitiveShape>(GeometryBuilder::CreateBox(glm::vec3(8.0f)), face));
             shape->AddPrimitive(
@@ -167,6 +176,7 @@ protected:
     std::unique_ptr<GlRenderDevice> device;
     std::shared_ptr<SceneManager> manager;
     std::vector<std::shared_ptr<ShapeSceneNode>> nodes;
+    std::vector<std::shared_ptr<MeshPhongMaterial>> faces;
 };
 
 } // namespace
@@ -211,4 +221,28 @@ TEST_F(InstancedFrameTest, MergedPartsGiveTheImageOfSingleDrawsAlsoAfterAMove)
     const auto again = DrawFrame(true, true, mergedDraws);
     EXPECT_EQ(Differing(*moved, *again), 0u);
     EXPECT_GT(Differing(*moved, *all), 0u);
+}
+
+TEST_F(InstancedFrameTest, PartsInColoursOfTheirOwnMergeWithTheImageOfSingleDraws)
+{
+    BuildParts(true);
+    Frames single(device.get(), manager), merged(device.get(), manager);
+    uint64_t singleDraws = 0, mergedDraws = 0;
+    const auto one = Draw(single, true, false, singleDraws);
+    const auto all = Draw(merged, true, true, mergedDraws);
+    ASSERT_EQ(one->GetPixels().size(), all->GetPixels().size());
+    EXPECT_GT(Drawn(*one), one->GetPixels().size() / 20);
+    // Colours from the vertices, times white: as the parts' own draws, but
+    // for the world positions' rounding along silhouettes.
+    EXPECT_LE(Differing(*one, *all), one->GetPixels().size() / 1000);
+    EXPECT_GE(singleDraws, 200u);
+    EXPECT_LE(mergedDraws + 190u, singleDraws);
+
+    // A part takes another colour: the kept batch rewrites its colours, and
+    // the frame is that of a fresh renderer, to the pixel.
+    faces[37]->SetColor(glm::vec3(1.0f, 0.0f, 0.0f));
+    const auto recoloured = Draw(merged, true, true, mergedDraws);
+    const auto again = DrawFrame(true, true, mergedDraws);
+    EXPECT_EQ(Differing(*recoloured, *again), 0u);
+    EXPECT_GT(Differing(*recoloured, *all), 0u);
 }

@@ -9,6 +9,8 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
+
 #include "Expect.h"
 #include "LogCapture.h"
 #include "RecordingDevice.h"
@@ -136,6 +138,39 @@ TEST(MaterialInstance, TexturesBySamplerName)
     EXPECT_EQ(m.GetUpdateVersion(), version);
     EXPECT_EQ(m.GetTextures().size(), 1u);
     EXPECT_EQ(log.warnings, Texts(2, "Material texture is invalid!"));
+}
+
+TEST(MaterialInstance, MatchesExceptColorComparesAllButColourAndName)
+{
+    auto a = MeshPhongMaterial::Create("a");
+    auto b = MeshPhongMaterial::Create("b");
+    b->SetColor(glm::vec3(0.9f, 0.1f, 0.2f));
+    EXPECT_TRUE(a->MatchesExceptColor(*b));
+    EXPECT_TRUE(b->MatchesExceptColor(*a));
+    // Any other difference, through a setter or a public field, is one.
+    std::vector<std::function<void(MeshPhongMaterial&)>> changes = {
+        [](MeshPhongMaterial& m) { m.SetOpacity(0.5f); },
+        [](MeshPhongMaterial& m) { m.SetShininess(5.0f); },
+        [](MeshPhongMaterial& m) { m.SetFaceSide(FACE_DOUBLE); },
+        [](MeshPhongMaterial& m) { m.SetDepthTest(false); },
+        [](MeshPhongMaterial& m) { m.SetVertexColors(true); },
+        [](MeshPhongMaterial& m) { m.SetState(MATERIAL_STATE_MARKED); },
+        [](MeshPhongMaterial& m) { m.SetUniform("alphaTest", 0.5f); },
+        [](MeshPhongMaterial& m) { m.AddTexture("map", std::make_shared<ImageTexture2D>(2, 2)); },
+        [](MeshPhongMaterial& m) { m.LineWidth = 3; },
+        [](MeshPhongMaterial& m) { m.DepthWrite = false; },
+        [](MeshPhongMaterial& m) { m.BlendingMode = BLENDING_NORMAL; },
+        [](MeshPhongMaterial& m) { m.OrderExempt = true; },
+    };
+    for (std::size_t i = 0; i < changes.size(); ++i) {
+        MeshPhongMaterial changed(*b);
+        changes[i](changed);
+        EXPECT_FALSE(a->MatchesExceptColor(changed)) << "change " << i;
+    }
+    // Another kind of the same state is not the same material.
+    MaterialInstance plain(static_cast<const MaterialInstance&>(*a));
+    EXPECT_FALSE(a->MatchesExceptColor(plain));
+    EXPECT_FALSE(BasicMaterial::Create("c")->MatchesExceptColor(*a));
 }
 
 TEST(MaterialInstance, TemplatesBindByNameAndOptionsAreTheInstancesOwn)

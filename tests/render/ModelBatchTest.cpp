@@ -6,6 +6,7 @@
 #include <glm/gtc/matrix_transform.hpp>
 #include <gtest/gtest.h>
 #include <orvkernel/geometry/GeometryBuilder.h>
+#include <orvkernel/material/LineDashedMaterial.h>
 #include <orvkernel/material/MeshPhongMaterial.h>
 
 #include "Expect.h"
@@ -129,6 +130,60 @@ TEST(ModelBatch, MergesPartsIntoWorldSpaceAndRewritesOnlyWhatMoved)
     ASSERT_TRUE(batch.Update(twice, 0, twice.GetItemCount()));
     EXPECT_EQ(batch.GetRewrittenCount(), 0u);
     EXPECT_EQ(batch.GetRebuildCount(), 5u);
+}
+
+TEST(ModelBatch, PartsOfMaterialsThatDifferInColourMergeTinted)
+{
+    // Every part its own material, as an imported assembly's parts are;
+    // the colours differ, nothing else.
+    Parts parts(200);
+    std::vector<std::shared_ptr<MeshPhongMaterial>> materials;
+    for (std::size_t i = 0; i < parts.shapes.size(); ++i) {
+        materials.push_back(MeshPhongMaterial::Create("part"));
+        materials.back()->SetColor(glm::vec3(float(i) / 200.0f, 0.5f, 1.0f - float(i) / 200.0f));
+        parts.shapes[i]->SetMaterial(materials.back());
+    }
+    RenderList list;
+    parts.Fill(list);
+    MergingDevice device;
+    list.Render(&device);
+    // One draw, with a white copy of the material taking vertex colours.
+    ASSERT_EQ(device.Count("Draw("), 1u);
+    ASSERT_NE(device.last, nullptr);
+    const BufferGeometry& merged = *device.last->GetGeometry();
+    ASSERT_NE(merged.GetColors(), nullptr);
+    const std::size_t perBox = parts.shapes[0]->GetGeometry()->GetElementCount();
+    for (std::size_t part : {0u, 33u, 199u})
+        EXPECT_VEC(merged.GetColors()->GetVec3(merged.GetIndex()->Get(part * perBox + 5)), materials[part]->GetColor(),
+                   0.0f);
+
+    ModelBatch batch;
+    ASSERT_TRUE(batch.Update(list, 0, list.GetItemCount(), true));
+    const MaterialInstance* tint = batch.GetTintMaterial();
+    ASSERT_NE(tint, nullptr);
+    EXPECT_EQ(tint->GetColor(), glm::vec3(1.0f));
+    EXPECT_TRUE(tint->GetVertexColors());
+    EXPECT_EQ(tint->GetShininess(), materials[0]->GetShininess());
+    // A colour changed between frames rewrites that part alone; the tint
+    // material stays.
+    materials[12]->SetColor(glm::vec3(0.0f, 1.0f, 0.0f));
+    parts.Fill(list, true);
+    ASSERT_TRUE(batch.Update(list, 0, list.GetItemCount(), true));
+    EXPECT_EQ(batch.GetRewrittenCount(), 1u);
+    EXPECT_EQ(batch.GetRebuildCount(), 1u);
+    EXPECT_EQ(batch.GetTintMaterial(), tint);
+
+    // A material differing in more than colour ends the merged stretch;
+    // so does a kind that is not tinted (a dashed line's state is its own).
+    materials[100]->SetShininess(3.0f);
+    parts.Fill(list);
+    device.Clear();
+    list.Render(&device);
+    EXPECT_EQ(device.Count("Draw("), 3u); // parts 0-99 merged, 100 alone, 101-199 merged
+    EXPECT_FALSE(ModelBatch::CanTint(LineDashedMaterial::Create("dashed").get()));
+    auto glass = MeshPhongMaterial::Create("glass");
+    glass->BlendingMode = BLENDING_TRANSPARENT;
+    EXPECT_FALSE(ModelBatch::CanTint(glass.get()));
 }
 
 TEST(ModelBatch, OnlyPlainSmallListsWithInvertibleAffineMatricesJoin)

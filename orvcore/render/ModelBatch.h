@@ -39,8 +39,9 @@ class RenderList;
 /// imported assembly do, each with a material of its own: the batch then
 /// carries each part's colour in a vertex colour and is drawn with
 /// `GetTintMaterial`, a copy of the parts' material in white with vertex
-/// colours on. White times the part's colour is the part's colour, so the
-/// image is that of the parts' own draws. Only the kinds whose whole state
+/// colours on. White times the part's colour is the part's colour; the
+/// colour, now interpolated across each primitive, may round one level
+/// apart from the uniform's. Only the kinds whose whole state
 /// is the base material's (`BasicMaterial`, `MeshPhongMaterial`) are tinted.
 ///
 /// A part joins (`Accepts`) when its geometry is a triangle or line list of

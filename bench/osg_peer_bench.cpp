@@ -17,7 +17,8 @@
 // 12 edges, lit faces (the viewer's headlight) and dark unlit edges, drawn
 // by a single-threaded osgViewer::Viewer into a 1280 x 720 GLX pbuffer
 // without multisampling, each frame ended by glFinish. Run it under Xvfb.
-// Geometries either each box's own or shared by all, drawn through display
+// Geometries either each box's own (optionally each box in a face colour
+// of its own) or shared by all, drawn through display
 // lists (OSG's default for osg::Geometry) or vertex buffer objects, into the
 // pbuffer itself or into a framebuffer object of the camera's. With
 // ORVCORE_OSG_SNAPSHOT=<file.png> the first frame of each is written there,
@@ -140,11 +141,11 @@ osg::ref_ptr<osg::Geode> MakeGrid()
     return geode;
 }
 
-osg::ref_ptr<osg::StateSet> FaceState()
+osg::ref_ptr<osg::StateSet> FaceState(const osg::Vec4& colour = osg::Vec4(0.8f, 0.8f, 0.8f, 1.0f))
 {
     osg::ref_ptr<osg::StateSet> state = new osg::StateSet;
     osg::ref_ptr<osg::Material> material = new osg::Material;
-    material->setDiffuse(osg::Material::FRONT_AND_BACK, osg::Vec4(0.8f, 0.8f, 0.8f, 1.0f));
+    material->setDiffuse(osg::Material::FRONT_AND_BACK, colour);
     state->setAttributeAndModes(material);
     state->setAttributeAndModes(new osg::PolygonOffset(1.0f, 1.0f));
     return state;
@@ -273,7 +274,10 @@ struct FirstFrame : osg::Camera::DrawCallback {
 
 void BM_OsgGlFrame10kBoxes(benchmark::State& state)
 {
-    const bool shared = state.range(0) != 0, vbo = state.range(1) != 0, fbo = state.range(2) != 0;
+    // shared: 0 each box its own geometry, 1 one geometry for all, 2 each
+    // box its own geometry and a face state (material) in a colour of its own.
+    const bool shared = state.range(0) == 1, coloured = state.range(0) == 2;
+    const bool vbo = state.range(1) != 0, fbo = state.range(2) != 0;
     osg::ref_ptr<osg::GraphicsContext::Traits> traits = new osg::GraphicsContext::Traits;
     traits->readDISPLAY(); // the X server that xvfb-run started
     traits->setUndefinedScreenDetailsToDefaultScreen();
@@ -299,9 +303,12 @@ void BM_OsgGlFrame10kBoxes(benchmark::State& state)
     edgeState->setMode(GL_LIGHTING, osg::StateAttribute::OFF);
     osg::ref_ptr<osg::Vec4Array> edgeColour = new osg::Vec4Array;
     edgeColour->push_back(osg::Vec4(0.1f, 0.1f, 0.1f, 1.0f));
+    int made = 0;
     auto face = [&] {
         osg::ref_ptr<osg::Geometry> g = MakeBox(8.0f);
-        g->setStateSet(faceState);
+        const int i = made++;
+        g->setStateSet(coloured ? FaceState(osg::Vec4(float(i % 100) / 100.0f, 0.5f, float(i / 100) / 100.0f, 1.0f))
+                                : faceState);
         return g;
     };
     auto edges = [&] {
@@ -368,7 +375,7 @@ void BM_OsgGlFrame10kBoxes(benchmark::State& state)
     for (auto _ : state)
         viewer.frame();
     state.counters["fps"] = benchmark::Counter(1.0, benchmark::Counter::kIsIterationInvariantRate);
-    state.SetLabel(renderer + (shared ? ", shared geometry" : ", own geometry") +
+    state.SetLabel(renderer + (shared ? ", shared geometry" : coloured ? ", own geometry and colours" : ", own geometry") +
                    (vbo ? ", VBOs" : ", display lists") +
                    (defaultDisplayList ? " (OSG default: display lists)"
                                        : defaultVbo ? " (OSG default: VBOs)" : " (OSG default: vertex arrays)"));
@@ -384,7 +391,8 @@ BENCHMARK(BM_OsgFrameUpdateAndCull)
     ->Args({0, 0})
     ->Args({1, 1})
     ->Unit(benchmark::kMillisecond);
-// shared: 1 all boxes one face and one edge geometry; vbo: 0 display lists,
+// shared: 1 all boxes one face and one edge geometry, 2 every box its own
+// geometry and face colour (a state set each); vbo: 0 display lists,
 // 1 vertex buffer objects; fbo: 0 drawn into the pbuffer, 1 into a
 // framebuffer object.
 BENCHMARK(BM_OsgGlFrame10kBoxes)
@@ -397,6 +405,8 @@ BENCHMARK(BM_OsgGlFrame10kBoxes)
     ->Args({0, 1, 1})
     ->Args({1, 0, 1})
     ->Args({1, 1, 1})
+    ->Args({2, 0, 0})
+    ->Args({2, 1, 0})
     ->Unit(benchmark::kMillisecond)
     ->MinTime(2.0)
     ->UseRealTime()

@@ -21,11 +21,13 @@ PrimitiveSceneNode::PrimitiveSceneNode(const std::shared_ptr<BufferGeometry>& ge
                                        const std::shared_ptr<MaterialInstance>& material)
     : m_Primitive(std::make_shared<PrimitiveShape>(geometry, material))
 {
+    SetCollectKind(COLLECT_PRIMITIVE);
     SetBoundingBox(m_Primitive->GetBoundingBox());
 }
 
 PrimitiveSceneNode::PrimitiveSceneNode(const std::shared_ptr<PrimitiveShape>& primitive) : m_Primitive(primitive)
 {
+    SetCollectKind(COLLECT_PRIMITIVE);
     if (m_Primitive)
         SetBoundingBox(m_Primitive->GetBoundingBox());
 }

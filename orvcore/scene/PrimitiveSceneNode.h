@@ -49,7 +49,7 @@ public:
 
 protected:
     /// For derived kinds that install their primitive after construction.
-    PrimitiveSceneNode() = default;
+    PrimitiveSceneNode() { SetCollectKind(COLLECT_PRIMITIVE); }
 
 private:
     std::shared_ptr<PrimitiveShape> m_Primitive;

@@ -1,6 +1,7 @@
 #include <orvcore/scene/Scene.h>
 
 #include <orvcommon/Logger.h>
+#include <orvcore/scene/CollectPrefetch.h>
 #include <orvcore/scene/SceneNode.h>
 
 namespace orvcore {
@@ -24,11 +25,18 @@ uint64_t Scene::AddNode(const std::shared_ptr<SceneNode>& node)
     if (node->GetUpdateVersion() != 0)
         node->UpdateTransform(m_WorldTransform);
     m_Nodes.emplace(key, node);
+    m_WalkStale = true;
     m_WorldBBox.merge(node->GetWorldBBox());
     return key;
 }
 
-bool Scene::RemoveNode(uint64_t id) { return m_Nodes.erase(id) != 0; }
+bool Scene::RemoveNode(uint64_t id)
+{
+    if (m_Nodes.erase(id) == 0)
+        return false;
+    m_WalkStale = true;
+    return true;
+}
 
 std::shared_ptr<SceneNode> Scene::FindNode(uint64_t id) const
 {
@@ -39,6 +47,7 @@ std::shared_ptr<SceneNode> Scene::FindNode(uint64_t id) const
 void Scene::Clear()
 {
     m_Nodes.clear();
+    m_WalkStale = true;
     m_WorldBBox.setNull();
 }
 
@@ -47,10 +56,30 @@ std::shared_ptr<SceneNodeIterator> Scene::CreateIterator() const
     return std::make_shared<SceneNodeIterator>(m_Nodes.cbegin(), m_Nodes.cend());
 }
 
+const std::vector<SceneNode*>& Scene::Walk() const
+{
+    if (m_WalkStale) {
+        m_Walk.clear();
+        m_Walk.reserve(m_Nodes.size());
+        for (const auto& entry : m_Nodes)
+            m_Walk.push_back(entry.second.get());
+        m_WalkStale = false;
+    }
+    return m_Walk;
+}
+
 void Scene::Accept(SceneVisitor& visitor) const
 {
-    for (const auto& entry : m_Nodes)
-        entry.second->Accept(visitor);
+    // In the table's order. The table must not change while it is walked
+    // (as when its iterators were walked): the array is made again only at
+    // the next walk.
+    const std::vector<SceneNode*>& walk = Walk();
+    SceneNode* const* nodes = walk.data();
+    const std::size_t count = walk.size();
+    for (std::size_t i = 0; i < count; ++i) {
+        PrefetchCollect(nodes, i, count);
+        nodes[i]->Accept(visitor);
+    }
 }
 
 void Scene::UpdateWorld() { UpdateWorldTransform(m_WorldTransform); }
@@ -59,8 +88,11 @@ void Scene::UpdateWorldTransform(const glm::mat4& transform)
 {
     m_WorldBBox.setNull();
     m_WorldTransform = transform;
-    for (const auto& entry : m_Nodes) {
-        SceneNode& node = *entry.second;
+    const std::vector<SceneNode*>& walk = Walk();
+    for (std::size_t i = 0; i < walk.size(); ++i) {
+        if (i + 8 < walk.size())
+            __builtin_prefetch(walk[i + 8]);
+        SceneNode& node = *walk[i];
         if (node.GetUpdateVersion() != 0)
             node.UpdateTransform(m_WorldTransform);
         m_WorldBBox.merge(node.GetWorldBBox());

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <vector>
 
 #include <glm/mat4x4.hpp>
 
@@ -52,9 +53,15 @@ protected:
     void UpdateWorldTransform(const glm::mat4& transform);
 
 private:
+    /// The nodes in the table's order, as a dense array for the per-frame
+    /// walks; made again after the table changes.
+    const std::vector<SceneNode*>& Walk() const;
+
     AxisAlignedBox m_WorldBBox;
     glm::mat4 m_WorldTransform{1.0f};
     SceneNodeMap m_Nodes;
+    mutable std::vector<SceneNode*> m_Walk;
+    mutable bool m_WalkStale = true;
 };
 
 } // namespace orvcore

@@ -98,6 +98,12 @@ public:
     /// The node's id widened to the 64-bit key used by node tables.
     uint64_t GetId() const { return GetObjectId(); }
 
+    /// Which shape objects collecting this node's drawables reads, for the
+    /// walks that fetch them ahead (`PrefetchCollect`): the kinds that hold
+    /// shapes set it; others are fetched as bare nodes.
+    enum EnumCollectKind : uint8_t { COLLECT_NODE = 0, COLLECT_SHAPE = 1, COLLECT_PRIMITIVE = 2 };
+    uint8_t GetCollectKind() const { return m_CollectKind; }
+
     static SceneNode* Cast(GfxObject* object);
     static const SceneNode* Cast(const GfxObject* object);
 
@@ -109,6 +115,7 @@ protected:
     /// Visible. A clone therefore starts pickable, cullable, parentless, dirty
     /// and without override materials.
     void CopyBaseProperties(const SceneNode& other);
+    void SetCollectKind(uint8_t kind) { m_CollectKind = kind; }
 
     /// For kinds whose world update differs from the base: stores the world
     /// matrix and box computed by the caller and marks the node clean.
@@ -143,6 +150,7 @@ private:
     bool m_Pickable = true;
     bool m_Culling = true;
     bool m_Visible = true;
+    uint8_t m_CollectKind = COLLECT_NODE;
     uint64_t m_UserId = 0;
     glm::mat4 m_Transform{1.0f};
     AxisAlignedBox m_BoundingBox;

@@ -21,6 +21,7 @@ const std::vector<std::shared_ptr<PrimitiveShape>> kNoPrimitives;
 
 ShapeSceneNode::ShapeSceneNode(const std::shared_ptr<CompoundShape>& shape) : m_Shape(shape)
 {
+    SetCollectKind(COLLECT_SHAPE);
     if (m_Shape)
         SetBoundingBox(m_Shape->GetBoundingBox());
 }

@@ -2,6 +2,7 @@
 #include <orvcore/scene/Scene.h>
 #include <orvcore/scene/PrimitiveSceneNode.h>
 #include <orvcore/scene/SceneManager.h>
+#include <orvcore/scene/SceneVisitor.h>
 #include <orvcore/scene/ShapeSceneNode.h>
 #include <orvcore/widget/PlanarGridWidget.h>
 
@@ -67,6 +68,78 @@ TEST(Scene, UpdateWorldTouchesOnlyDirtyNodes)
     scene.Clear();
     EXPECT_TRUE(scene.GetWorldBBox().isNull());
     EXPECT_FALSE(scene.CreateIterator()->More());
+}
+
+namespace {
+// Every node a scene walk reaches, in order.
+struct OrderVisitor : SceneVisitor {
+    void Visit(GeneralSceneNode* n) override { nodes.push_back(n); }
+    void Visit(GroupSceneNode* n) override { nodes.push_back(n); }
+    void Visit(ShapeSceneNode* n) override { nodes.push_back(n); }
+    void Visit(PrimitiveSceneNode* n) override { nodes.push_back(n); }
+    std::vector<SceneNode*> nodes;
+};
+
+std::vector<SceneNode*> TableOrder(const Scene& scene)
+{
+    std::vector<SceneNode*> order;
+    for (const auto& entry : scene.GetNodes())
+        order.push_back(entry.second.get());
+    return order;
+}
+} // namespace
+
+TEST(Scene, WalksFollowTheTableThroughAddsRemovalsAndClear)
+{
+    // Enough nodes of mixed kinds (some without shape or primitive) for
+    // the walk's look-ahead to reach every stage.
+    Scene scene;
+    std::vector<std::shared_ptr<SceneNode>> nodes;
+    for (int i = 0; i < 40; ++i) {
+        std::shared_ptr<SceneNode> node;
+        if (i % 4 == 0)
+            node = std::make_shared<ShapeSceneNode>(nullptr);
+        else if (i % 4 == 1)
+            node = std::make_shared<PrimitiveSceneNode>(std::shared_ptr<PrimitiveShape>());
+        else if (i % 4 == 2)
+            node = orvtest::Group({MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f))});
+        else
+            node = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+        node->SetTransform(Translate(float(i), 0, 0));
+        node->RequstUpdate();
+        scene.AddNode(node);
+        nodes.push_back(node);
+    }
+    OrderVisitor all;
+    scene.Accept(all);
+    EXPECT_EQ(all.nodes, TableOrder(scene));
+    EXPECT_EQ(all.nodes.size(), 40u);
+
+    // Removed nodes (freed here) are not walked; the box forgets them at
+    // the next update.
+    for (int i = 30; i < 40; ++i) {
+        EXPECT_TRUE(scene.RemoveNode(nodes[i]->GetId()));
+        nodes[i].reset();
+    }
+    OrderVisitor fewer;
+    scene.Accept(fewer);
+    EXPECT_EQ(fewer.nodes, TableOrder(scene));
+    EXPECT_EQ(fewer.nodes.size(), 30u);
+    scene.UpdateWorld();
+    EXPECT_EQ(scene.GetWorldBBox().getMaximum().x, 28.0f); // the last leaf left, at 27, is 1 wide
+    auto late = MakeLeaf(glm::vec3(0.0f), glm::vec3(1.0f));
+    late->SetTransform(Translate(100, 0, 0));
+    late->RequstUpdate();
+    scene.AddNode(late);
+    OrderVisitor more;
+    scene.Accept(more);
+    EXPECT_EQ(more.nodes, TableOrder(scene));
+    scene.UpdateWorld();
+    EXPECT_EQ(scene.GetWorldBBox().getMaximum().x, 101.0f);
+    scene.Clear();
+    OrderVisitor none;
+    scene.Accept(none);
+    EXPECT_TRUE(none.nodes.empty());
 }
 
 TEST(SceneManager, DefaultsAndBoxesThatFollowScenesAndTheVisibleGrid)

@@ -6,6 +6,7 @@
 // draw, also after a part moves (only its vertices are written again).
 
 #include <cstdlib>
+#include <functional>
 #include <vector>
 
 #include <glm/gtc/matrix_transform.hpp>
@@ -172,6 +173,30 @@ protected:
         CameraOperator::SetStandardView(camera, STANDARD_VIEW_ISOMETRIC, manager->GetSceneBBox(), 1.2f);
     }
 
+    /// The 100 parts drawn merged against one by one; then, after
+    /// `change`, the kept batch's frame against a fresh renderer's.
+    void ExpectMergedAsSingleDraws(const std::function<void()>& change)
+    {
+        Frames single(device.get(), manager), merged(device.get(), manager);
+        uint64_t singleDraws = 0, mergedDraws = 0;
+        const auto one = Draw(single, true, false, singleDraws);
+        const auto all = Draw(merged, true, true, mergedDraws);
+        ASSERT_EQ(one->GetPixels().size(), all->GetPixels().size());
+        EXPECT_GT(Drawn(*one), one->GetPixels().size() / 20);
+        // World positions made on the CPU round apart from the model
+        // matrix's by an ulp: a few pixels along silhouettes may flip.
+        EXPECT_LE(Differing(*one, *all), one->GetPixels().size() / 1000);
+        EXPECT_GE(singleDraws, 200u);
+        EXPECT_LE(mergedDraws + 190u, singleDraws);
+
+        // The changed frame is the one a fresh renderer draws, to the pixel.
+        change();
+        const auto changed = Draw(merged, true, true, mergedDraws);
+        const auto again = DrawFrame(true, true, mergedDraws);
+        EXPECT_EQ(Differing(*changed, *again), 0u);
+        EXPECT_GT(Differing(*changed, *all), 0u);
+    }
+
     std::unique_ptr<EglContext> context;
     std::unique_ptr<GlRenderDevice> device;
     std::shared_ptr<SceneManager> manager;
@@ -201,48 +226,17 @@ TEST_F(InstancedFrameTest, RunsDrawnInstancedGiveTheImageOfSingleDraws)
 TEST_F(InstancedFrameTest, MergedPartsGiveTheImageOfSingleDrawsAlsoAfterAMove)
 {
     BuildParts();
-    Frames single(device.get(), manager), merged(device.get(), manager);
-    uint64_t singleDraws = 0, mergedDraws = 0;
-    const auto one = Draw(single, true, false, singleDraws);
-    const auto all = Draw(merged, true, true, mergedDraws);
-    ASSERT_EQ(one->GetPixels().size(), all->GetPixels().size());
-    EXPECT_GT(Drawn(*one), one->GetPixels().size() / 20);
-    // World positions made on the CPU round apart from the model matrix's
-    // by an ulp: a few pixels along silhouettes may flip, no more.
-    EXPECT_LE(Differing(*one, *all), one->GetPixels().size() / 1000);
-    EXPECT_GE(singleDraws, 200u);
-    EXPECT_LE(mergedDraws + 190u, singleDraws);
-
-    // A part moves: the kept batch rewrites it, and the frame is the one a
-    // fresh renderer draws of the moved scene, to the pixel.
-    nodes[37]->SetTransform(glm::translate(nodes[37]->GetTransform(), glm::vec3(0, 0, 6)));
-    nodes[37]->RequstUpdate();
-    const auto moved = Draw(merged, true, true, mergedDraws);
-    const auto again = DrawFrame(true, true, mergedDraws);
-    EXPECT_EQ(Differing(*moved, *again), 0u);
-    EXPECT_GT(Differing(*moved, *all), 0u);
+    // A part moves: the kept batch rewrites its vertices.
+    ExpectMergedAsSingleDraws([&] {
+        nodes[37]->SetTransform(glm::translate(nodes[37]->GetTransform(), glm::vec3(0, 0, 6)));
+        nodes[37]->RequstUpdate();
+    });
 }
 
 TEST_F(InstancedFrameTest, PartsInColoursOfTheirOwnMergeWithTheImageOfSingleDraws)
 {
+    // Tinted: colours from the vertices, times white. A part takes another
+    // colour: the kept batch rewrites its colours.
     BuildParts(true);
-    Frames single(device.get(), manager), merged(device.get(), manager);
-    uint64_t singleDraws = 0, mergedDraws = 0;
-    const auto one = Draw(single, true, false, singleDraws);
-    const auto all = Draw(merged, true, true, mergedDraws);
-    ASSERT_EQ(one->GetPixels().size(), all->GetPixels().size());
-    EXPECT_GT(Drawn(*one), one->GetPixels().size() / 20);
-    // Colours from the vertices, times white: as the parts' own draws, but
-    // for the world positions' rounding along silhouettes.
-    EXPECT_LE(Differing(*one, *all), one->GetPixels().size() / 1000);
-    EXPECT_GE(singleDraws, 200u);
-    EXPECT_LE(mergedDraws + 190u, singleDraws);
-
-    // A part takes another colour: the kept batch rewrites its colours, and
-    // the frame is that of a fresh renderer, to the pixel.
-    faces[37]->SetColor(glm::vec3(1.0f, 0.0f, 0.0f));
-    const auto recoloured = Draw(merged, true, true, mergedDraws);
-    const auto again = DrawFrame(true, true, mergedDraws);
-    EXPECT_EQ(Differing(*recoloured, *again), 0u);
-    EXPECT_GT(Differing(*recoloured, *all), 0u);
+    ExpectMergedAsSingleDraws([&] { faces[37]->SetColor(glm::vec3(1.0f, 0.0f, 0.0f)); });
 }

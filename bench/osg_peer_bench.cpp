@@ -15,8 +15,9 @@
 //
 // BM_OsgGlFrame10kBoxes: 10,000 boxes of size 8 spaced 10 apart with their
 // 12 edges, lit faces (the viewer's headlight) and dark unlit edges, drawn
-// by a single-threaded osgViewer::Viewer into a 1280 x 720 GLX pbuffer
-// without multisampling, each frame ended by glFinish. Run it under Xvfb.
+// by a single-threaded osgViewer::Viewer (OSG's other threading models
+// were no faster here) into a 1280 x 720 GLX pbuffer without
+// multisampling, each frame ended by glFinish. Run it under Xvfb.
 // Geometries either each box's own (optionally each box in a face colour
 // of its own) or shared by all, drawn through display
 // lists (OSG's default for osg::Geometry) or vertex buffer objects, into the
